@@ -1,0 +1,37 @@
+# What every target of ours is built with. It is linked PRIVATE, so that it never reaches a host's build.
+
+set(NETINFO_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
+
+find_package(Threads REQUIRED)
+
+add_library(netinfo_flags INTERFACE)
+target_include_directories(netinfo_flags INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(netinfo_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wundef -Werror
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+    $<$<CONFIG:Debug>:-D_GLIBCXX_ASSERTIONS>)
+if(NETINFO_SANITIZE)
+    target_compile_options(netinfo_flags INTERFACE
+        -fsanitize=${NETINFO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(netinfo_flags INTERFACE -fsanitize=${NETINFO_SANITIZE})
+endif()
+
+# netinfo_add_room(NAME SOURCES... LINKS targets...): one folder, one static library.
+function(netinfo_add_room name)
+    cmake_parse_arguments(ROOM "" "" "SOURCES;LINKS" ${ARGN})
+    add_library(${name} STATIC ${ROOM_SOURCES})
+    target_link_libraries(${name} PUBLIC ${ROOM_LINKS} PRIVATE netinfo_flags)
+endfunction()
+
+# netinfo_add_test(NAME targets...): builds NAME.cpp against the targets; each TEST runs in a process of
+# its own, because the plug-in keeps state for the whole process, and in a zone that is not UTC.
+function(netinfo_add_test name)
+    add_executable(${name} ${name}.cpp)
+    target_link_libraries(${name} PRIVATE ${ARGN} netinfo_test_support GTest::gmock_main netinfo_flags)
+    # The fakes in the program must come before the platform libraries for the loaded module, too.
+    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+    gtest_discover_tests(${name}
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT 120 ENVIRONMENT "TZ=CET-1CEST,M3.5.0,M10.5.0/3")
+endfunction()

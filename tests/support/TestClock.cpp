@@ -1,0 +1,188 @@
+#include "tests/support/TestClock.h"
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace nettest {
+namespace {
+
+constexpr useconds_t POLL = 50'000;
+
+struct State
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::thread::id testThread = std::this_thread::get_id();
+    long long now = 1'000'000'000LL * 1'000'000;  // microseconds since 1970
+    long long slept = 0;
+    bool failGetTimeOfDay = false;
+    bool waitingTakesTime = false;
+    bool runFree = false;
+    unsigned long long arrived = 0;   // times the heartbeat thread has come to its poll
+    unsigned long long released = 0;  // times it was let go again
+};
+
+State& TheState()
+{
+    static State* const state = new State;  // outlives every thread that may still sleep at exit
+    return *state;
+}
+
+void Sleep(useconds_t microseconds)
+{
+    State& state = TheState();
+    std::unique_lock lock(state.mutex);
+    const bool testThread = std::this_thread::get_id() == state.testThread;
+
+    if (microseconds != POLL) {
+        state.now += microseconds;
+        state.slept += microseconds;
+        return;
+    }
+    if (testThread) {  // a destructor that waits for the heartbeat thread
+        if (state.waitingTakesTime) state.now += microseconds;
+        ++state.released;
+        state.changed.notify_all();
+        lock.unlock();
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+        return;
+    }
+    ++state.arrived;
+    state.changed.notify_all();
+    if (state.runFree) {
+        state.now += microseconds;
+        state.released = state.arrived;
+        lock.unlock();
+        std::this_thread::yield();
+        return;
+    }
+    state.changed.wait(lock, [&] { return state.released >= state.arrived || state.runFree; });
+    state.released = state.arrived;
+}
+
+}  // namespace
+
+void TestClock::Reset(std::time_t second)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.testThread = std::this_thread::get_id();
+    state.now = second * 1'000'000LL;
+    state.slept = 0;
+    state.failGetTimeOfDay = false;
+    state.waitingTakesTime = false;
+    state.runFree = false;
+    state.arrived = 0;
+    state.released = 0;
+}
+
+void TestClock::Set(std::time_t second)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.now = second * 1'000'000LL;
+}
+
+void TestClock::Advance(long long microseconds)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.now += microseconds;
+}
+
+std::time_t TestClock::Now()
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    return state.now / 1'000'000;
+}
+
+long long TestClock::Slept()
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    return state.slept;
+}
+
+void TestClock::FailGetTimeOfDay(bool fail)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.failGetTimeOfDay = fail;
+}
+
+void TestClock::WaitingTakesTime(bool takesTime)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.waitingTakesTime = takesTime;
+}
+
+bool TestClock::Poll()
+{
+    State& state = TheState();
+    std::unique_lock lock(state.mutex);
+    const auto limit = std::chrono::seconds(10);
+    if (!state.changed.wait_for(lock, limit, [&] { return state.arrived > state.released; })) return false;
+
+    const auto passesBefore = state.arrived;
+    state.released = state.arrived;
+    state.changed.notify_all();
+    return state.changed.wait_for(lock, limit, [&] { return state.arrived > passesBefore; });
+}
+
+bool TestClock::Beat()
+{
+    AdvanceSeconds(1);
+    return Poll();
+}
+
+void TestClock::RunFree(bool free)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.runFree = free;
+    state.changed.notify_all();
+}
+
+}  // namespace nettest
+
+// The functions through which the plug-in reads and spends time.
+extern "C" {
+
+__attribute__((visibility("default"))) time_t time(time_t* result) noexcept
+{
+    const time_t now = nettest::TestClock::Now();
+    if (result) *result = now;
+    return now;
+}
+
+__attribute__((visibility("default"))) int gettimeofday(struct timeval* result, void*) noexcept
+{
+    nettest::State& state = nettest::TheState();
+    const std::lock_guard lock(state.mutex);
+    if (state.failGetTimeOfDay) return -1;
+    result->tv_sec = state.now / 1'000'000;
+    result->tv_usec = state.now % 1'000'000;
+    return 0;
+}
+
+__attribute__((visibility("default"))) clock_t clock() noexcept
+{
+    nettest::State& state = nettest::TheState();
+    const std::lock_guard lock(state.mutex);
+    return static_cast<clock_t>(state.now % 1'000'000'000);
+}
+
+__attribute__((visibility("default"))) int usleep(useconds_t microseconds)
+{
+    nettest::Sleep(microseconds);
+    return 0;
+}
+
+}  // extern "C"

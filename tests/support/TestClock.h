@@ -1,0 +1,41 @@
+#pragma once
+
+#include <ctime>
+
+namespace nettest {
+
+/// The clock of a test program: `time`, `gettimeofday`, `clock` and `usleep` read and spend it, in the
+/// program and in every library it loads.
+///
+/// The thread that first touches the clock is the test's own; a plug-in's heartbeat thread is any other. A
+/// sleep on the test's thread just moves the clock, with one exception: the 50 ms polls of a destructor that
+/// waits for the heartbeat thread really wait a moment and take no time, unless `WaitingTakesTime(true)`.
+/// A 50 ms poll on the heartbeat thread ends only when the test says so, with `Poll`; any other sleep there
+/// moves the clock.
+class TestClock
+{
+public:
+    /// Back to `second`, with nothing slept and every switch off. Call it first in a test.
+    static void Reset(std::time_t second);
+    static void Set(std::time_t second);
+    static void Advance(long long microseconds);
+    static void AdvanceSeconds(long long seconds) { Advance(seconds * 1'000'000); }
+    static std::time_t Now();
+
+    /// Microseconds spent in `usleep`, the 50 ms polls left out.
+    static long long Slept();
+    /// Makes `gettimeofday` fail.
+    static void FailGetTimeOfDay(bool fail);
+    static void WaitingTakesTime(bool takesTime);
+
+    /// Lets the heartbeat thread make exactly one pass over its receivers and waits until it is back in its
+    /// poll. The first call also waits for the thread to arrive there. False if none arrives within ten
+    /// seconds of real time.
+    static bool Poll();
+    /// Moves the clock one second on and polls.
+    static bool Beat();
+    /// Lets the heartbeat thread poll freely, with the clock moving 50 ms at each, or holds it again.
+    static void RunFree(bool free);
+};
+
+}  // namespace nettest
