@@ -19,8 +19,8 @@ void SetSetting(std::basic_string<unsigned short> section, std::basic_string<uns
                 std::basic_string<unsigned short> value);
 
 /// The setting `key` of `section`; empty when there is none.
-std::basic_string<unsigned short> MyGetSetting(std::basic_string<unsigned short> section,
-                                               std::basic_string<unsigned short> key);
+std::basic_string<unsigned short> MyGetSetting(const std::basic_string<unsigned short>& section,
+                                               const std::basic_string<unsigned short>& key);
 
 /// The user data directory, ending with '/'. What goes beyond 1024 units is cut off.
 std::basic_string<unsigned short> MyGetUserDataPath();
@@ -38,8 +38,8 @@ std::basic_string<unsigned short> ToNimb_wchar(const wchar_t* s);
 /// True when the texts are equal. Unlike the C function it echoes, it tells no order.
 bool NIMB_wcscmp(std::basic_string<unsigned short> a, std::basic_string<unsigned short> b);
 
-/// True when the first `n` units are equal, or when both texts are shorter than `n` and equal as wholes. Tells
-/// no order.
+/// True when the first `n` units are equal, or when both texts are shorter than `n` and equal as wholes.
+/// Tells no order.
 bool NIMB_wcsncmp(std::basic_string<unsigned short> a, std::basic_string<unsigned short> b, unsigned long n);
 
 /// `s` between two quotation marks.
