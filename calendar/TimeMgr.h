@@ -46,8 +46,9 @@ public:
 
     /// Today's midnight.
     static long GetTodayDate();
-    /// Midnight of the latest day, today included, that is a `weekday` (0 Sunday to 6 Saturday). Other numbers
-    /// are counted on from there, neither clamped nor refused: 7 is Sunday again, 8 on a Sunday is tomorrow.
+    /// Midnight of the latest day, today included, that is a `weekday` (0 Sunday to 6 Saturday). Other
+    /// numbers are counted on from there, neither clamped nor refused: 7 is Sunday again, 8 on a Sunday is
+    /// tomorrow.
     static long GetBeforeNowWeekTime(int weekday);
     /// Midnight of day `day` of this month, or of last month where it is still to come. Days are counted from
     /// 0, so that 0 is the 1st. A month without that day runs over into the next one.
