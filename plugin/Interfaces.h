@@ -156,6 +156,10 @@ protected:
 inline constexpr int NETINFO_INTERFACE_SERVICE = 1;
 inline constexpr int NETINFO_INTERFACE_RECORD = 4;
 
+/// What `GetCLSID` and `GetPluginName` answer, exported as well.
+extern __attribute__((visibility("default"))) const char* const MYCLSID;
+extern __attribute__((visibility("default"))) const char* const PLUGIN_NAME;
+
 extern "C" {
 /// The one plug-in object of the process, made on the first call; null if it could not be made.
 __attribute__((visibility("default"))) IBasePlugin* CreatePlugin();
