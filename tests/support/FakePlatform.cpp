@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
+#include <iterator>
 #include <map>
+#include <memory>
 #include <mutex>
-#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -25,6 +25,7 @@ struct State
     bool nullIfTable = false;
     bool throwOnIfTable = false;
     bool throwOnEnumConnections = false;
+    std::optional<int> claimedCount;
     int unreleased = 0;
     int ifTableReads = 0;
     std::map<std::pair<std::string, std::string>, std::string> settings;
@@ -75,6 +76,7 @@ void FakePlatform::Reset()
     state.rows.clear();
     state.dialups.clear();
     state.failIfTable = state.nullIfTable = state.throwOnIfTable = state.throwOnEnumConnections = false;
+    state.claimedCount.reset();
     state.unreleased = state.ifTableReads = 0;
     state.settings.clear();
     state.userDataDirectory.clear();
@@ -150,6 +152,13 @@ void FakePlatform::ThrowOnEnumConnections(bool throws)
     State& state = TheState();
     const std::lock_guard lock(state.mutex);
     state.throwOnEnumConnections = throws;
+}
+
+void FakePlatform::ClaimCount(std::optional<int> count)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.claimedCount = count;
 }
 
 int FakePlatform::Unreleased()
@@ -249,7 +258,7 @@ unsigned int OS_DIALUP_EnumConnections(_OS_DIALUP_CONNECTIONSLIST** ppList, unsi
     void* const memory = std::malloc(sizeof(int) + count * sizeof(unsigned int));
     if (!memory) return 1;
     auto* const list = static_cast<_OS_DIALUP_CONNECTIONSLIST*>(memory);
-    list->nCount = static_cast<int>(count);
+    list->nCount = state.claimedCount.value_or(static_cast<int>(count));
     for (std::size_t i = 0; i < count; ++i)
         list->aHandle[i] = state.dialups[i].handle;
     *ppList = list;
@@ -263,8 +272,12 @@ unsigned int OS_DIALUP_GetConnectionState(unsigned int handle, _OS_DIALUP_CONNEC
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     const nettest::FakeDialup* const dialup = nettest::FindDialup(state, handle);
+    if (dialup && dialup->stateThrows) throw std::runtime_error("scripted");
     if (!dialup || dialup->stateFails) return 1;
-    nettest::CopyUnits(dialup->name, pState->szName, 131);
+    if (dialup->name.size() < std::size(pState->szName))
+        nettest::CopyUnits(dialup->name, pState->szName, 131);
+    else
+        std::copy_n(nettest::U16(dialup->name).begin(), std::size(pState->szName), pState->szName);
     return 0;
 }
 
@@ -274,6 +287,7 @@ unsigned int OS_DIALUP_GetNetworkStatistics(unsigned int handle, _OS_DIALUP_STAT
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     const nettest::FakeDialup* const dialup = nettest::FindDialup(state, handle);
+    if (dialup && dialup->statisticsThrow) throw std::runtime_error("scripted");
     if (!dialup || dialup->statisticsFail) return 1;
     pStatistics->ullSent = dialup->sent;
     pStatistics->ullReceived = dialup->received;
@@ -299,18 +313,19 @@ unsigned int OS_DIALUP_GetIfTable(_OS_DIALUP_IFTABLE** ppTable, unsigned int*)
     *ppTable = nullptr;
     if (state.nullIfTable) return 0;
 
-    auto* const table = new _OS_DIALUP_IFTABLE{};
-    table->nCount = static_cast<int>(state.rows.size());
-    table->pRows = new _OS_DIALUP_IFROW[state.rows.size()]{};
+    auto table = std::make_unique<_OS_DIALUP_IFTABLE>();
+    auto rows = std::make_unique<_OS_DIALUP_IFROW[]>(state.rows.size());
     for (std::size_t i = 0; i < state.rows.size(); ++i) {
         const nettest::FakeRow& from = state.rows[i];
-        _OS_DIALUP_IFROW& row = table->pRows[i];
+        _OS_DIALUP_IFROW& row = rows[i];
         nettest::FillMac(from.mac, row.aMac);
         row.ulReceivedOctets = from.received;
         row.ulSentOctets = from.sent;
-        std::strncpy(row.szDescription, from.description.c_str(), sizeof row.szDescription - 1);
+        from.description.copy(row.szDescription, sizeof row.szDescription);
     }
-    *ppTable = table;
+    table->nCount = state.claimedCount.value_or(static_cast<int>(state.rows.size()));
+    table->pRows = rows.release();
+    *ppTable = table.release();
     ++state.unreleased;
     return 0;
 }

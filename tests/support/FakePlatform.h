@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,7 @@ namespace nettest {
 /// A row of the scripted interface table.
 struct FakeRow
 {
-    std::string description;
+    std::string description;    ///< from 256 bytes on it fills its field without a terminator
     unsigned int received = 0;  ///< bytes
     unsigned int sent = 0;      ///< bytes
     std::string mac;            ///< 12 hexadecimal digits; empty: all zero
@@ -20,11 +21,13 @@ struct FakeRow
 struct FakeDialup
 {
     unsigned int handle = 0;
-    std::string name;
+    std::string name;                 ///< from 132 units on it fills its field without a terminator
     unsigned long long received = 0;  ///< bytes
     unsigned long long sent = 0;      ///< bytes
     bool stateFails = false;
     bool statisticsFail = false;
+    bool stateThrows = false;
+    bool statisticsThrow = false;
 };
 
 struct FakeTrace
@@ -53,6 +56,8 @@ public:
     static void NullIfTable(bool null);       ///< it returns success and no table
     static void ThrowOnIfTable(bool throws);  ///< it throws, as a careless host layer may
     static void ThrowOnEnumConnections(bool throws);
+    /// Tables and lists claim that many entries, whatever they hold: 0 or less; none: their true number.
+    static void ClaimCount(std::optional<int> count);
     /// Tables and lists handed out and not released yet.
     static int Unreleased();
     static int IfTableReads();
