@@ -1,18 +1,22 @@
 #include "platform/common/GlobalFunction.h"
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "platform/common/CodePage.h"
 #include "platform/common/Directories.h"
+#include "platform/common/SettingsFile.h"
 
 namespace {
 
 using netinfo::NO_LIMIT;
+using netinfo::SettingsFile;
 using netinfo::Text16;
 
 /// Runs `work`; what it throws becomes `neutral`.
@@ -42,6 +46,36 @@ int HandOut(Unit* buffer, int size, const Make& make)
     return static_cast<int>(text.size());
 }
 
+std::string SettingsIn(const std::string& directory)
+{
+    return directory.empty() ? directory : directory + "DataUsageLimit.ini";
+}
+
+SettingsFile& UserSettings()
+{
+    static SettingsFile* const file = new SettingsFile(SettingsIn(netinfo::ConfigDirectory()));
+    return *file;  // never destroyed: threads may ask while the process ends
+}
+
+SettingsFile& ModuleSettings()
+{
+    static SettingsFile* const file = new SettingsFile(SettingsIn(netinfo::ModuleDirectory()));
+    return *file;
+}
+
+/// The user's setting, else the one that came with the module; UTF-8.
+std::optional<std::string> Setting(const std::string& section, const std::string& key)
+{
+    std::optional<std::string> value = UserSettings().Get(section, key);
+    if (!value) value = ModuleSettings().Get(section, key);
+    return value;
+}
+
+std::string ToUtf8(const unsigned short* text)
+{
+    return netinfo::Encode(text, netinfo::CODE_PAGE_UTF8).value_or(std::string());
+}
+
 /// A path as the plug-in reads it: decoded from the code page that it will encode it to when it opens a file.
 int HandOutPath(const std::string& path, unsigned short* buffer, int size)
 {
@@ -51,6 +85,25 @@ int HandOutPath(const std::string& path, unsigned short* buffer, int size)
 }
 
 }  // namespace
+
+int CGlobalFunction::GetSetting(const unsigned short* section, const unsigned short* key,
+                                unsigned short* buffer, int size)
+{
+    return Guarded(0, [&] {
+        std::optional<std::string> value;
+        if (section && key) value = Setting(ToUtf8(section), ToUtf8(key));
+        return HandOut(buffer, size, [&](std::size_t limit) {
+            return netinfo::Decode(value.value_or(""), netinfo::CODE_PAGE_UTF8, limit).value_or(Text16());
+        });
+    });
+}
+
+bool CGlobalFunction::SetSetting(const unsigned short* section, const unsigned short* key,
+                                 const unsigned short* value)
+{
+    if (!section || !key || !value) return false;
+    return Guarded(false, [&] { return UserSettings().Set(ToUtf8(section), ToUtf8(key), ToUtf8(value)); });
+}
 
 int CGlobalFunction::GetUserDataDirectory(unsigned short* buffer, int size)
 {
@@ -64,6 +117,16 @@ int CGlobalFunction::GetUserDataDirectory(unsigned short* buffer, int size)
 int CGlobalFunction::GetModuleDirectory(unsigned short* buffer, int length)
 {
     return Guarded(0, [&] { return HandOutPath(netinfo::ModuleDirectory(), buffer, length); });
+}
+
+int CGlobalFunction::GetOSType()
+{
+    return Guarded(0, [] {
+        const std::string text = Setting("platform", "ostype").value_or("");
+        int type = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), type);
+        return error == std::errc() && end == text.data() + text.size() ? type : 0;
+    });
 }
 
 int CGlobalFunction::MultiByteToWideChar(const char* s, unsigned short* buffer, int size, int nCodePage)
