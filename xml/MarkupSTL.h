@@ -212,6 +212,8 @@ protected:
     static bool x_FindToken(TokenPos& token);
     /// The token's text; valid as long as the document is not changed.
     static std::string_view x_GetToken(const TokenPos& token);
+    /// Whether `name` can be the name of a new element or attribute.
+    static bool x_IsName(const char* name);
     /// Whether `name`, as a caller wrote it, designates the word `token`.
     static bool x_MatchName(std::string_view token, std::string_view name);
     /// Reads the next token of a start tag; false at the tag's end.
@@ -224,6 +226,8 @@ protected:
 
     /// Tells what stands at `nextPos` and moves `nextPos` past it, but for an element.
     static NodeType x_ParseNode(TokenPos& token);
+    /// Moves `nextPos` behind the first `end` from `left` on; false, without moving, if there is none.
+    static bool x_SkipTo(TokenPos& token, const char* end);
     /// Parses the next element inside `parent`, from its `endLeft` on, with all that is in it. Returns its
     /// index, 0 where the parent's content ends instead, or -1 with the error text set.
     int x_ParseElem(int parent);
@@ -237,9 +241,20 @@ protected:
     int x_GetFreePos();
     /// Gives back the record taken last; returns 0.
     int x_ReleasePos();
+    /// Makes room for `count` records more, by half of what there is at least.
+    void x_EnsureFree(int count);
 
     // --- Reading
 
+    ElemPos& x_Pos(int element) { return m_vecPos[static_cast<std::size_t>(element)]; }
+    const ElemPos& x_Pos(int element) const { return m_vecPos[static_cast<std::size_t>(element)]; }
+    /// Whether the element is written `<a/>`.
+    bool x_IsEmpty(int element) const { return x_Pos(element).startRight == x_Pos(element).endRight; }
+    /// Whether `position`, one of the cursor's, is an element that navigation has reached.
+    bool x_IsReached(int position) const { return position && m_nNodeType == NODE_ELEMENT; }
+    int x_PreviousSibling(int element) const;
+    int x_LastChild(int parent) const;
+    /// The next element behind `after`, or the first in `parent` if that is 0, that `name` matches; else 0.
     int x_FindElem(int parent, int after, const char* name) const;
     std::string_view x_TagName(int element) const;
     std::string x_GetAttrib(int element, const char* name) const;
@@ -266,6 +281,9 @@ protected:
     /// later in the document, the end tag's of every ancestor, none of `element` itself. The children of
     /// `element` are left alone with `afterOnly`.
     void x_Adjust(int element, int shift, bool afterOnly);
+    /// Whether the document stays within `MAX_LENGTH` when `replaced` of its bytes give way to `added`
+    /// others.
+    bool x_Fits(std::size_t replaced, std::size_t added) const;
     /// Replaces `replaced` bytes of the document at `at`; the index is not touched.
     void x_DocChange(int at, int replaced, std::string_view text);
 
@@ -280,8 +298,10 @@ protected:
     std::map<std::string, SavedPos> m_mapSavedPos;  ///< by the name given to SavePos
 
 private:
+    /// A caller's text; an absent one is empty.
+    static std::string_view x_View(const char* text) { return text ? std::string_view(text) : ""; }
     bool x_SetText(std::string text);
     void x_SetPos(int parent, int main, int child);
-    bool x_Fits(std::size_t replaced, std::size_t added) const;
+    /// Forgets the positions saved on `element` or inside it.
     void x_ForgetSaved(int element);
 };
