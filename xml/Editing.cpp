@@ -336,6 +336,7 @@ void CMarkupSTL::x_Adjust(int element, int shift, bool afterOnly)
 {
     if (shift == 0) return;
 
+    int ancestor = x_Pos(element).parent;  // the innermost that is still to be moved
     bool intoChildren = !afterOnly;
     for (int at = element;;) {
         if (intoChildren && x_Pos(at).firstChild) {
@@ -344,8 +345,10 @@ void CMarkupSTL::x_Adjust(int element, int shift, bool afterOnly)
             while (!x_Pos(at).next) {
                 at = x_Pos(at).parent;
                 if (!at) return;
+                if (at != ancestor) continue;  // a later element, which has moved as a whole
                 x_Pos(at).endLeft += shift;
                 x_Pos(at).endRight += shift;
+                ancestor = x_Pos(at).parent;
             }
             at = x_Pos(at).next;
         }
