@@ -1,6 +1,7 @@
 #include "platform/common/SettingsFile.h"
 
-#define SI_NO_CONVERSION  // UTF-8 in the file and here
+#define SI_IMPLEMENTATION  // all of it here, nothing to link
+#define SI_NO_CONVERSION   // UTF-8 in the file and here
 #include <SimpleIni.h>
 #include <fcntl.h>
 #include <sys/file.h>
