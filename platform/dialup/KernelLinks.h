@@ -1,0 +1,63 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+/// What the kernel says about the machine's links and routes, read from the bytes of rtnetlink messages.
+///
+/// Threads: pure functions, any thread.
+/// Errors:  bytes that are not whole, well-formed messages give nothing; nothing throws but for memory. A
+///          longer or a newer message is read for the leading fields that have always been there.
+namespace netinfo {
+
+using Bytes = std::span<const std::byte>;
+using HardwareAddress = std::array<unsigned char, 6>;
+
+struct ByteCounters
+{
+    unsigned long long received = 0;  ///< bytes
+    unsigned long long sent = 0;      ///< bytes
+
+    friend bool operator==(const ByteCounters&, const ByteCounters&) = default;
+};
+
+/// One link as the kernel describes it.
+struct KernelLink
+{
+    int index = 0;
+    std::string name;
+    std::string alias;                           ///< an administrator's text; may be empty
+    unsigned int flags = 0;                      ///< IFF_*
+    unsigned short hardwareType = 0;             ///< ARPHRD_*
+    std::string kind;                            ///< "bridge", "vlan", "ppp" ...; empty for hardware
+    int lowerIndex = 0;                          ///< the link below, or the peer; 0: none is named
+    bool lowerElsewhere = false;                 ///< that link is in another network namespace
+    int masterIndex = 0;                         ///< the bridge, bond ... this link is a port of; 0: none
+    HardwareAddress address{};                   ///< zeros if it has none of six bytes
+    std::optional<unsigned int> carrierChanges;  ///< how often the carrier came or went
+    std::optional<ByteCounters> counters;        ///< since the link was made, or since its driver likes
+};
+
+/// Up, and with a carrier.
+bool IsUp(const KernelLink& link);
+
+/// True if nothing differs but what changes all the time or does not matter for which links are counted:
+/// counters, carrier changes, alias, address.
+bool SameStructure(const KernelLink& left, const KernelLink& right);
+
+/// One message about a new or present link.
+std::optional<KernelLink> ParseLinkMessage(Bytes message);
+
+/// All links of a dump, in its order. Messages of other types are passed over. Nothing if one message is
+/// broken, or if two speak of one link: such a dump was not of one moment.
+std::optional<std::vector<KernelLink>> ParseLinks(Bytes dump);
+
+/// The indexes of the links that a default route of a route dump leaves through: unicast, in the main table,
+/// IPv4 or IPv6, every hop of a multipath route. Ascending, each once.
+std::optional<std::vector<int>> ParseDefaultRoutes(Bytes dump);
+
+}  // namespace netinfo

@@ -1,0 +1,159 @@
+#include "platform/dialup/LinkMonitor.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+#include <map>
+#include <utility>
+
+namespace netinfo {
+namespace {
+
+using std::chrono::milliseconds;
+
+/// A question asked again within this time is answered from the same look.
+constexpr milliseconds kSameLook{200};
+/// A question asked for the first time in a heartbeat is answered from its look within this time.
+constexpr milliseconds kHeldUp{1000};
+/// The longest the plug-in's own pauses keep it from its next sample.
+constexpr milliseconds kLongestPause{6000};
+
+}  // namespace
+
+int LinkMonitor::ReadRows(std::vector<PresentedLink>& rows)
+{
+    Heartbeat& heartbeat = Current(kSameLook);
+    heartbeat.listed = false;
+    heartbeat.named.clear();
+    heartbeat.measured.clear();
+    if (heartbeat.error != 0) return heartbeat.error;
+
+    rows.clear();
+    std::copy_if(heartbeat.links.begin(), heartbeat.links.end(), std::back_inserter(rows),
+                 [](const PresentedLink& link) { return !link.link.dialUp; });
+    return 0;
+}
+
+int LinkMonitor::ReadConnections(std::vector<PresentedLink>& connections)
+{
+    const bool again = m_heartbeat && m_heartbeat->listed;
+    Heartbeat& heartbeat = Current(again ? kSameLook : kHeldUp);
+    heartbeat.listed = true;
+    if (heartbeat.error != 0) return heartbeat.error;
+
+    connections.clear();
+    std::copy_if(heartbeat.links.begin(), heartbeat.links.end(), std::back_inserter(connections),
+                 [](const PresentedLink& link) { return link.link.dialUp; });
+    return 0;
+}
+
+int LinkMonitor::ReadName(unsigned int handle, PresentedLink& connection)
+{
+    return Find(&Heartbeat::named, handle, connection);
+}
+
+int LinkMonitor::ReadStatistics(unsigned int handle, PresentedLink& connection)
+{
+    return Find(&Heartbeat::measured, handle, connection);
+}
+
+int LinkMonitor::Find(std::set<unsigned int> Heartbeat::*asked, unsigned int handle,
+                      PresentedLink& connection)
+{
+    const bool again = m_heartbeat && (*m_heartbeat.*asked).contains(handle);
+    Heartbeat& heartbeat = Current(again ? kSameLook : kHeldUp);
+    (heartbeat.*asked).insert(handle);
+    if (heartbeat.error != 0) return heartbeat.error;
+
+    const auto found =
+        std::find_if(heartbeat.links.begin(), heartbeat.links.end(),
+                     [&](const PresentedLink& l) { return l.link.dialUp && l.number == handle; });
+    if (found == heartbeat.links.end()) return ENODEV;
+
+    connection = *found;
+    return 0;
+}
+
+void LinkMonitor::FailHeartbeat(int error)
+{
+    m_heartbeat = Heartbeat{error, m_source.Now()};
+    m_counters.LoseSight();
+}
+
+std::optional<std::vector<CountedLink>> LinkMonitor::ReadCountedLinks()
+{
+    if (Look(true) != 0) return std::nullopt;
+
+    std::map<int, std::size_t> places;
+    for (std::size_t i = 0; i < m_links.size(); ++i) {
+        places[m_links[i].index] = i;
+    }
+    std::vector<CountedLink> counted;
+    for (const auto& incarnation : m_counters.Incarnations()) {
+        const LinkReading& link = incarnation.link;
+        const std::size_t place = places.at(link.index);
+        counted.push_back({link.index, link.name, incarnation.deviceName, m_links[place].alias, link.type,
+                           m_verdicts[place].ruled});
+    }
+    return counted;
+}
+
+std::vector<LinkState> LinkMonitor::ReadAllLinks()
+{
+    if (Look(true) != 0) return {};
+
+    std::map<int, std::string> deviceNames;
+    for (const auto& incarnation : m_counters.Incarnations()) {
+        deviceNames[incarnation.link.index] = incarnation.deviceName;
+    }
+    std::vector<LinkState> states;
+    for (std::size_t i = 0; i < m_links.size(); ++i) {
+        const KernelLink& link = m_links[i];
+        const Verdict& verdict = m_verdicts[i];
+        states.push_back({link.index, link.name, deviceNames[link.index], link.alias, IsUp(link),
+                          verdict.type, verdict.ruled, verdict.reason});
+    }
+    return states;
+}
+
+/// Reads the links and brings the counters up to date; routes, device tree and rules are looked at only if
+/// the links are others than before, or with `around`. Changes nothing if it fails.
+int LinkMonitor::Look(bool around)
+{
+    std::vector<KernelLink> links;
+    if (const int error = m_source.ReadLinks(links); error != 0) return error;
+
+    if (around || !std::equal(links.begin(), links.end(), m_links.begin(), m_links.end(), SameStructure)) {
+        Surroundings surroundings;
+        if (const int error = m_source.ReadSurroundings(links, surroundings); error != 0) return error;
+        m_verdicts = JudgeLinks(links, surroundings);
+    }
+    m_links = std::move(links);
+
+    std::vector<LinkReading> readings;
+    for (std::size_t i = 0; i < m_links.size(); ++i) {
+        const KernelLink& link = m_links[i];
+        const Verdict& verdict = m_verdicts[i];
+        if (!verdict.type || !IsUp(link) || !link.counters) continue;
+        readings.push_back({link.index, link.name, *verdict.type, verdict.dialUp, link.address,
+                            link.carrierChanges, *link.counters});
+    }
+    m_counters.Update(readings);
+    return 0;
+}
+
+/// The heartbeat that a question belongs to: the one under way if its look is at most so old, else a new one.
+LinkMonitor::Heartbeat& LinkMonitor::Current(milliseconds atMost)
+{
+    const milliseconds now = m_source.Now();
+    if (m_heartbeat && now - m_heartbeat->time <= atMost) return *m_heartbeat;
+
+    const bool sampling = m_heartbeat && now - m_heartbeat->time <= kLongestPause;
+    if (const int error = Look(false); error != 0) {
+        FailHeartbeat(error);
+        return *m_heartbeat;
+    }
+    return m_heartbeat.emplace(Heartbeat{0, now, m_counters.HandOut(sampling)});
+}
+
+}  // namespace netinfo

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/dialup/CountedLinks.h"
+#include "platform/dialup/KernelLinks.h"
+#include "platform/dialup/LinkCounters.h"
+#include "platform/dialup/LinkRules.h"
+
+namespace netinfo {
+
+/// Where links, what surrounds them, and the time come from.
+///
+/// Errors: a read returns 0, or an error number of the system and leaves its result as it was.
+class LinkSource
+{
+public:
+    virtual ~LinkSource() = default;
+
+    virtual int ReadLinks(std::vector<KernelLink>& links) = 0;
+    virtual int ReadSurroundings(const std::vector<KernelLink>& links, Surroundings& surroundings) = 0;
+    virtual std::chrono::milliseconds Now() = 0;  ///< of a clock that is never set
+};
+
+/// Reads the links, judges and counts them, and answers the plug-in's and the host's questions about them.
+///
+/// One look at the kernel serves one heartbeat of the plug-in: the interface table opens it, and the dial-up
+/// list and each connection's name and counters come from the same look, however the heartbeat is held up
+/// and whatever the host reads meanwhile. A sum of rows and dial-up connections is thus of one moment.
+///
+/// Threads:   none of its own; the caller serialises.
+/// Ownership: the source is borrowed.
+/// Errors:    results are 0 or an error number of the system; a look that failed fails the whole heartbeat.
+class LinkMonitor
+{
+public:
+    explicit LinkMonitor(LinkSource& source) : m_source(source) {}
+
+    /// The interface table's rows. Begins a heartbeat: what the last one saw is used again only if it is not
+    /// older than 200 ms.
+    int ReadRows(std::vector<PresentedLink>& rows);
+    /// The dial-up connections.
+    int ReadConnections(std::vector<PresentedLink>& connections);
+    /// One connection, by its handle; ENODEV if there is none. Its name and its counters are two questions.
+    int ReadName(unsigned int handle, PresentedLink& connection);
+    int ReadStatistics(unsigned int handle, PresentedLink& connection);
+    /// An answer got lost on its way to the plug-in: the heartbeat is over, as if the kernel had said
+    /// `error`.
+    void FailHeartbeat(int error);
+
+    /// The host's questions: a fresh look, at routes, device tree and rules too, that hands out nothing.
+    std::optional<std::vector<CountedLink>> ReadCountedLinks();
+    std::vector<LinkState> ReadAllLinks();
+
+    /// Changes whenever a device name comes or goes.
+    unsigned long long Generation() const { return m_counters.Generation(); }
+
+private:
+    /// What one look gave the plug-in.
+    struct Heartbeat
+    {
+        int error = 0;
+        std::chrono::milliseconds time{};
+        std::vector<PresentedLink> links{};
+        bool listed = false;                ///< the connections were asked for
+        std::set<unsigned int> named{};     ///< handles whose name was asked for
+        std::set<unsigned int> measured{};  ///< handles whose counters were asked for
+    };
+
+    int Look(bool around);
+    Heartbeat& Current(std::chrono::milliseconds atMost);
+    int Find(std::set<unsigned int> Heartbeat::*asked, unsigned int handle, PresentedLink& connection);
+
+    LinkSource& m_source;
+    std::vector<KernelLink> m_links;
+    std::vector<Verdict> m_verdicts;  ///< one for each link
+    LinkCounters m_counters;
+    std::optional<Heartbeat> m_heartbeat;
+};
+
+}  // namespace netinfo

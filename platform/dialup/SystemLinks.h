@@ -1,0 +1,28 @@
+#pragma once
+
+#include <vector>
+
+#include "platform/dialup/LinkMonitor.h"
+#include "platform/dialup/Netlink.h"
+
+namespace netinfo {
+
+/// The links of this machine: rtnetlink, the device tree under /sys/class/net, the kernel's table of PPPoE
+/// sessions and the user's rules in the settings, section "links".
+///
+/// Where the device tree shows another network namespace than rtnetlink, its word is not taken.
+///
+/// Threads: one at a time.
+class SystemLinks : public LinkSource
+{
+public:
+    int ReadLinks(std::vector<KernelLink>& links) override;
+    int ReadSurroundings(const std::vector<KernelLink>& links, Surroundings& surroundings) override;
+    std::chrono::milliseconds Now() override;
+
+private:
+    Netlink m_netlink;
+    std::vector<std::byte> m_messages;  ///< of the last dump; kept for its memory
+};
+
+}  // namespace netinfo
