@@ -336,30 +336,26 @@ void CMarkupSTL::x_Adjust(int element, int shift, bool afterOnly)
 {
     if (shift == 0) return;
 
-    int ancestor = x_Pos(element).parent;  // the innermost that is still to be moved
-    bool intoChildren = !afterOnly;
-    for (int at = element;;) {
-        if (intoChildren && x_Pos(at).firstChild) {
-            at = x_Pos(at).firstChild;
-        } else {
-            while (!x_Pos(at).next) {
-                at = x_Pos(at).parent;
-                if (!at) return;
-                if (at != ancestor) continue;  // a later element, which has moved as a whole
-                x_Pos(at).endLeft += shift;
-                x_Pos(at).endRight += shift;
-                ancestor = x_Pos(at).parent;
-            }
-            at = x_Pos(at).next;
-        }
-        intoChildren = true;
-
-        ElemPos& pos = x_Pos(at);
-        pos.startLeft += shift;
-        pos.startRight += shift;
-        pos.endLeft += shift;
-        pos.endRight += shift;
+    for (int at = x_NextInDocument(element, !afterOnly); at; at = x_NextInDocument(at, true)) {
+        ElemPos& later = x_Pos(at);
+        later.startLeft += shift;
+        later.startRight += shift;
+        later.endLeft += shift;
+        later.endRight += shift;
     }
+    for (int at = x_Pos(element).parent; at; at = x_Pos(at).parent) {
+        ElemPos& ancestor = x_Pos(at);
+        ancestor.endLeft += shift;
+        ancestor.endRight += shift;
+    }
+}
+
+int CMarkupSTL::x_NextInDocument(int element, bool intoChildren) const
+{
+    if (intoChildren && x_Pos(element).firstChild) return x_Pos(element).firstChild;
+    while (element && !x_Pos(element).next)
+        element = x_Pos(element).parent;
+    return element ? x_Pos(element).next : 0;
 }
 
 void CMarkupSTL::x_DocChange(int at, int replaced, std::string_view text)

@@ -252,6 +252,9 @@ protected:
     bool x_IsEmpty(int element) const { return x_Pos(element).startRight == x_Pos(element).endRight; }
     /// Whether `position`, one of the cursor's, is an element that navigation has reached.
     bool x_IsReached(int position) const { return position && m_nNodeType == NODE_ELEMENT; }
+    /// The element that starts next behind `element`'s start tag, or with `intoChildren` false behind its
+    /// end; 0 if there is none.
+    int x_NextInDocument(int element, bool intoChildren) const;
     int x_PreviousSibling(int element) const;
     int x_LastChild(int parent) const;
     /// The next element behind `after`, or the first in `parent` if that is 0, that `name` matches; else 0.
