@@ -1,0 +1,54 @@
+#include "host/Session.h"
+
+#include <fmt/format.h>
+
+#include <set>
+#include <utility>
+
+#include "host/Format.h"
+#include "host/Output.h"
+#include "host/StartChecks.h"
+#include "host/Text16.h"
+#include "platform/common/Directories.h"
+#include "platform/common/GlobalFunction.h"
+
+namespace netinfo {
+namespace {
+
+/// Where the plug-in looks for the files that are installed with it.
+std::string LibraryDirectory()
+{
+    const int length = CGlobalFunction::GetModuleDirectory(nullptr, 0);
+    if (length <= 0) return {};
+    Text16 directory(static_cast<std::size_t>(length) + 1, 0);
+    CGlobalFunction::GetModuleDirectory(directory.data(), length);
+    directory.resize(static_cast<std::size_t>(length));
+    return FromText16(directory);
+}
+
+}  // namespace
+
+Result<std::unique_ptr<Session>> Session::Open(const std::string& modulePath, IPluginContainer& container)
+{
+    const std::string directory = UserDataDirectory();
+    if (directory.empty())
+        return Failure{"there is no data directory: neither HOME nor NETINFO_DATA_DIR is set"};
+    if (!MakeDirectory(directory)) {
+        return Failure{fmt::format("the data directory {} cannot be made", Printable(directory))};
+    }
+    auto lock = DataLock::Take(directory);
+    if (!lock) return lock.Error();
+    if (auto failure = CheckFiles(directory, ConfigDirectory(), LibraryDirectory())) return *failure;
+
+    const std::set<std::string> before = SetAsideFiles(directory);
+    auto module =
+        PluginModule::Load(modulePath.empty() ? PluginModule::DefaultPath() : modulePath, container);
+    if (!module) return module.Error();
+    for (const std::string& file : SetAsideFiles(directory)) {
+        if (before.count(file) != 0) continue;
+        Complain(fmt::format("NetInfo.dat was damaged; it is kept as {}", Printable(file)));
+    }
+    return std::unique_ptr<Session>(new Session(std::move(*lock), std::move(*module)));
+}
+
+}  // namespace netinfo
