@@ -131,6 +131,17 @@ public:
     bool EndRemoveRecord() NETINFO_EXCLUDES(mutex);
 
 private:
+    /// Takes the data file into the document, or puts aside one that is no data file.
+    void LoadDocument() NETINFO_EXCLUDES(mutex);
+    /// Puts a data file aside that could not be loaded; false if that fails too, so that it must not be
+    /// written over.
+    bool SettleFile(const std::string& path) NETINFO_REQUIRES(mutex);
+    void SaveDocument() NETINFO_REQUIRES(mutex);
+    /// Counts the seconds for which the current connection has lasted in every period.
+    void CountConnectedTime(CMarkupSTL& doc, unsigned long long duration) NETINFO_REQUIRES(mutex);
+    void SumRecordsOfToday(nis::REPORT& out) NETINFO_REQUIRES(mutex);
+    void RenewHistoryCache(CMarkupSTL& doc, unsigned long long since) NETINFO_REQUIRES(mutex);
+
     std::vector<nis::REPORT> vecToday NETINFO_GUARDED_BY(mutex);  ///< at most one report for each nDevice
     std::vector<nis::REPORT> vecSince NETINFO_GUARDED_BY(mutex);
     std::vector<nis::REPORT> vecThisWeek NETINFO_GUARDED_BY(mutex);
@@ -151,4 +162,5 @@ private:
         strLimitIniPath;  ///< the limits file beside the module; kept for layout
     std::basic_string<unsigned short> strStartWeekDate NETINFO_GUARDED_BY(mutex);   ///< the setting, as text
     std::basic_string<unsigned short> strStartMonthDate NETINFO_GUARDED_BY(mutex);  ///< the setting, as text
+    bool bFileSettled NETINFO_GUARDED_BY(mutex) = false;  ///< what the file held is in xmlDoc or put aside
 };
