@@ -12,6 +12,7 @@
 #include "platform/common/CodePage.h"
 #include "platform/common/Directories.h"
 #include "platform/common/SettingsFile.h"
+#include "platform/trace/TraceSrv.h"
 
 namespace {
 
@@ -76,9 +77,15 @@ std::string ToUtf8(const unsigned short* text)
     return netinfo::Encode(text, netinfo::CODE_PAGE_UTF8).value_or(std::string());
 }
 
+void Complain(const std::string& complaint) { TraceSrv_Trace(2, "Common", complaint.c_str()); }
+
 /// A path as the plug-in reads it: decoded from the code page that it will encode it to when it opens a file.
 int HandOutPath(const std::string& path, unsigned short* buffer, int size)
 {
+    const Text16 text = netinfo::Decode(path, netinfo::CODE_PAGE_LOCALE).value_or(Text16());
+    if (netinfo::Encode(text, netinfo::CODE_PAGE_LOCALE) != path)
+        Complain("files cannot be opened in " + path + ", whose name is no text in the user's locale");
+
     return HandOut(buffer, size, [&](std::size_t limit) {
         return netinfo::Decode(path, netinfo::CODE_PAGE_LOCALE, limit).value_or(Text16());
     });
@@ -108,8 +115,11 @@ bool CGlobalFunction::SetSetting(const unsigned short* section, const unsigned s
 int CGlobalFunction::GetUserDataDirectory(unsigned short* buffer, int size)
 {
     return Guarded(0, [&] {
+        // Named even where it cannot be made, so that opening a file in it fails: with an empty path the
+        // file would be made in the working directory.
         const std::string directory = netinfo::UserDataDirectory();
-        netinfo::MakeDirectory(directory);
+        if (!netinfo::MakeDirectory(directory))
+            Complain("the user data directory cannot be made: " + directory);
         return HandOutPath(directory, buffer, buffer ? size - 1 : 0);
     });
 }

@@ -13,17 +13,21 @@
 struct NETINFO_PLATFORM_API CGlobalFunction
 {
     /// Reads the setting `key` of `section`. With a null buffer and size 0 returns the value's length; 0 when
-    /// there is no such setting. Otherwise copies at most `size` units and a terminator, returns the number
-    /// of units copied.
+    /// there is no such setting. Otherwise copies at most `size` units, whole characters, and a terminator;
+    /// returns the number of units copied. The user's file DataUsageLimit.ini comes first, key by key, then
+    /// the module's; a change by hand is seen within two seconds.
     static int GetSetting(const unsigned short* section, const unsigned short* key, unsigned short* buffer,
                           int size);
 
-    /// Stores `value` under `key` of `section` in the user's settings file; false if it could not be written.
+    /// Stores `value` under `key` of `section` in the user's settings file, seen at once; false, changing
+    /// nothing, if it could not be written or would not read back the same, as with a line break in it.
     static bool SetSetting(const unsigned short* section, const unsigned short* key,
                            const unsigned short* value);
 
-    /// The directory that holds the user's data file, ending with '/'; it exists afterwards. Writes at most
-    /// `size` units, the terminator included; returns the length, 0 on failure.
+    /// The directory that holds the user's data file, ending with '/'; to open a file there, encode its path
+    /// into code page 0. It exists afterwards, unless it cannot be made, which is traced. Writes at most
+    /// `size` units, the terminator included, and returns the length; 0 when the user has no home directory
+    /// either. With a null buffer returns the length.
     static int GetUserDataDirectory(unsigned short* buffer, int size);
 
     /// The directory of the loaded module, ending with '/'. With a null buffer and length 0 returns the
