@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace nettest {
@@ -20,6 +21,7 @@ struct State
     std::thread::id testThread = std::this_thread::get_id();
     long long now = 1'000'000'000LL * 1'000'000;  // microseconds since 1970
     long long slept = 0;
+    std::optional<std::time_t> frozenTime;
     bool failGetTimeOfDay = false;
     bool waitingTakesTime = false;
     bool runFree = false;
@@ -74,6 +76,7 @@ void TestClock::Reset(std::time_t second)
     state.testThread = std::this_thread::get_id();
     state.now = second * 1'000'000LL;
     state.slept = 0;
+    state.frozenTime.reset();
     state.failGetTimeOfDay = false;
     state.waitingTakesTime = false;
     state.runFree = false;
@@ -107,6 +110,13 @@ long long TestClock::Slept()
     State& state = TheState();
     const std::lock_guard lock(state.mutex);
     return state.slept;
+}
+
+void TestClock::FreezeTime(std::time_t second)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.frozenTime = second;
 }
 
 void TestClock::FailGetTimeOfDay(bool fail)
@@ -157,7 +167,9 @@ extern "C" {
 
 __attribute__((visibility("default"))) time_t time(time_t* result) noexcept
 {
-    const time_t now = nettest::TestClock::Now();
+    nettest::State& state = nettest::TheState();
+    const std::lock_guard lock(state.mutex);
+    const time_t now = state.frozenTime.value_or(state.now / 1'000'000);
     if (result) *result = now;
     return now;
 }

@@ -24,6 +24,8 @@ public:
 
     /// Microseconds spent in `usleep`, the 50 ms polls left out.
     static long long Slept();
+    /// Makes `time` alone answer `second`, also one that is no date at all, until the next `Reset`.
+    static void FreezeTime(std::time_t second);
     /// Makes `gettimeofday` fail.
     static void FailGetTimeOfDay(bool fail);
     static void WaitingTakesTime(bool takesTime);
