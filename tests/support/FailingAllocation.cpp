@@ -1,6 +1,5 @@
 #include "tests/support/FailingAllocation.h"
 
-#include <cstdlib>
 #include <new>
 
 namespace nettest {
@@ -16,14 +15,6 @@ enum class Mode
 thread_local Mode t_mode = Mode::Off;
 thread_local std::size_t t_succeeding = 0;
 
-bool FailsNow()
-{
-    if (t_mode != Mode::Counting) return false;
-    if (t_succeeding-- > 0) return false;
-    t_mode = Mode::Failed;
-    return true;
-}
-
 }  // namespace
 
 FailingAllocation::FailingAllocation(std::size_t succeeding)
@@ -34,17 +25,25 @@ FailingAllocation::FailingAllocation(std::size_t succeeding)
 
 FailingAllocation::~FailingAllocation() { t_mode = Mode::Off; }
 
-bool FailingAllocation::HasFailed() const { return t_mode == Mode::Failed; }
-
-}  // namespace nettest
-
-// The array and the non-throwing forms of the standard library come down to these.
-void* operator new(std::size_t size)
+bool FailingAllocation::Available()
 {
-    if (nettest::FailsNow()) throw std::bad_alloc();
-    if (void* const memory = std::malloc(size > 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
+    const FailingAllocation failing(0);
+    try {
+        ::operator delete(::operator new(1));
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+    return false;
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+bool FailingAllocation::HasFailed() const { return t_mode == Mode::Failed; }
+
+bool FailingAllocation::TakesThisOne()
+{
+    if (t_mode != Mode::Counting) return false;
+    if (t_succeeding-- > 0) return false;
+    t_mode = Mode::Failed;
+    return true;
+}
+
+}  // namespace nettest

@@ -9,6 +9,7 @@ namespace nettest {
 /// operation can run out of memory.
 ///
 /// Threads: one object at a time on a thread; other threads allocate as ever.
+/// Errors:  the thread sanitizer insists on an `operator new` of its own; a test asks `Available` and skips.
 class FailingAllocation
 {
 public:
@@ -17,8 +18,12 @@ public:
     FailingAllocation(const FailingAllocation&) = delete;
     FailingAllocation& operator=(const FailingAllocation&) = delete;
 
+    static bool Available();
     /// True once the failure has happened.
     bool HasFailed() const;
+
+    /// For `operator new`: whether the allocation that is being made is the one to fail.
+    static bool TakesThisOne();
 };
 
 }  // namespace nettest

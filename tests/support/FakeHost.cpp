@@ -15,9 +15,10 @@ const unsigned short* LentTexts::Lend(const std::optional<std::string>& text)
 {
     if (!text) return nullptr;
     const U16String units = U16(*text);
-    auto& copy = m_texts.emplace_back(new unsigned short[units.size() + 1]());
+    auto copy = std::make_unique<unsigned short[]>(units.size() + 1);
     std::copy(units.begin(), units.end(), copy.get());
-    return copy.get();
+    m_texts.push_back(std::move(copy));
+    return m_texts.back().get();
 }
 
 bool FakeConnectStatus::MoveFirst()
