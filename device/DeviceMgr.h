@@ -128,6 +128,27 @@ protected:
     static std::atomic<bool> s_bFirstEvent;
 
 private:
+    /// Of the platform's narrow texts: descriptions, paths, keywords of the settings file, trace lines. One
+    /// for all, so that a keyword and the description it occurs in are read alike.
+    static constexpr int SYSTEM_CODE_PAGE = 0;
+
+    /// Connection type of the modem devices.
+    static constexpr int TYPE_DIALUP = 0;
+
+    /// The two passes of the interface table: the rows of selected devices; the rows of known modem makers.
+    void x_AppendSelectedRows(const _OS_DIALUP_IFTABLE& table, std::vector<nis::SNAPSHOT>& out)
+        NETINFO_EXCLUDES(m_mtxDevice);
+    void x_AppendVendorRows(const _OS_DIALUP_IFTABLE& table, std::vector<nis::SNAPSHOT>& out) const;
+    bool x_IsRowSelected(const _OS_DIALUP_IFROW& row, int& type, U16String& deviceName)
+        NETINFO_EXCLUDES(m_mtxDevice);
+    /// One entry of the first connection status of the process, and of every later one.
+    void x_TakeFirstState(INetConnectStatus& status) NETINFO_REQUIRES(m_mtxDevice);
+    void x_TakeState(INetConnectStatus& status) NETINFO_REQUIRES(m_mtxDevice);
+    void x_OnDeviceReject() NETINFO_EXCLUDES(m_mtxDevice);
+    void x_OnPowerManagement(const void* pData) NETINFO_EXCLUDES(m_mtxDevice);
+    std::list<DEVICE_INFO>::iterator x_FindDevice(const U16String& strDeviceName)
+        NETINFO_REQUIRES(m_mtxDevice);
+
     std::list<DEVICE_INFO> m_lstDevice NETINFO_GUARDED_BY(m_mtxDevice);  ///< in the order reported
     JMutex m_mtxDevice;
     IPluginContainer* m_pContainer = nullptr;  ///< borrowed; where the listener is registered, null: nowhere
