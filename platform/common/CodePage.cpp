@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -145,7 +146,7 @@ public:
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
-    bool IsOpen() const { return m_descriptor != reinterpret_cast<iconv_t>(-1); }
+    bool IsOpen() const { return reinterpret_cast<std::intptr_t>(m_descriptor) != -1; }
 
     enum class Stop
     {

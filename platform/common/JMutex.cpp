@@ -1,9 +1,5 @@
 #include "platform/common/JMutex.h"
 
-JMutex::JMutex() = default;
-
-JMutex::~JMutex() = default;
-
 bool JMutex::Init()
 {
     m_bInitialized.store(true, std::memory_order_release);

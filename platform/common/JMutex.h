@@ -13,8 +13,8 @@
 class NETINFO_PLATFORM_API NETINFO_CAPABILITY("mutex") JMutex
 {
 public:
-    JMutex();
-    ~JMutex();
+    JMutex() = default;
+    ~JMutex() = default;  // does nothing, so that a static one serves until the very end of the process
     JMutex(const JMutex&) = delete;
     JMutex& operator=(const JMutex&) = delete;
 

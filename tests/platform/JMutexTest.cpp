@@ -60,6 +60,7 @@ TEST(JMutex, LetsOneThreadInAtATimeThoughAllInitialiseIt)
     JMutex mutex;
     long sum = 0;
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&] {
             for (int i = 0; i < ROUNDS; ++i) {

@@ -421,6 +421,7 @@ TEST_F(SettingsFileTest, ProgramsThatStoreAtTheSameTimeTakeTurns)
 {
     constexpr int EACH = 25;
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             SettingsFile mine(m_path);  // as another program would have it
@@ -439,6 +440,7 @@ TEST_F(SettingsFileTest, MayBeReadAndStoredByManyThreads)
 {
     SettingsFile file(m_path);
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&file, t] {
             for (int i = 0; i < 50; ++i) {

@@ -333,6 +333,7 @@ TEST_F(TraceSrvTest, LeavesErrnoAlone)
 TEST_F(TraceSrvTest, LinesOfSeveralThreadsStayWhole)
 {
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([] {
             for (int i = 0; i < 250; ++i)
