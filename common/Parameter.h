@@ -15,7 +15,8 @@
 /// Units:     lengths and sizes count bytes. What the length of a value means is said at its class; 0 always
 ///            means empty.
 /// Errors:    false, and the value stays as it was unless its class says otherwise. A null pointer is an
-///            error. Only `RANGE::FromString` throws, and whatever takes a text may throw `std::bad_alloc`.
+///            error. Only RANGE throws, when it is to read an empty text, and `std::bad_alloc` passes
+///            through.
 class NETINFO_PARAMETER_API PARAMETER
 {
 public:

@@ -105,9 +105,7 @@ bool NIMB_wcscmp(WideText a, WideText b) { return a == b; }
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool NIMB_wcsncmp(WideText a, WideText b, unsigned long n)
 {
-    if (a.size() < n && b.size() < n) return a == b;
-    if (std::min(a.size(), b.size()) < n) return false;
-    return a.compare(0, n, b, 0, n) == 0;
+    return a.compare(0, n, b, 0, n) == 0;  // a text shorter than `n` takes part whole
 }
 
 std::string AddDoubleQuotationMarks(const char* s) { return '"' + std::string(s ? s : "") + '"'; }

@@ -165,11 +165,13 @@ TEST_F(Utilities, ThePlatformNeedNotWriteATerminator)
 
 TEST_F(Utilities, ALengthBelowZeroIsAnEmptyText)
 {
+    g_platform.Says("abc");
     g_platform.length = -1;
 
     EXPECT_TRUE(MyGetSetting(U16("a"), U16("b")).empty());
     EXPECT_TRUE(MyMultiByteToWideChar("x", 0).empty());
     EXPECT_TRUE(MyWideCharToMultiByte(U16("x").c_str(), 0).empty());
+    EXPECT_EQ(g_platform.calls.size(), 3U);  // never asked for the text
 }
 
 TEST_F(Utilities, NarrowTextIsDecodedFromTheGivenCodePage)
