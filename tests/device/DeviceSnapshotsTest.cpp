@@ -447,6 +447,32 @@ TEST_F(Snapshots, ReadAConnectionNameThatFillsItsFieldAndNoFurther)
     EXPECT_THAT(TakeDialups(), IsEmpty()) << "the last unit gives way to the terminator";
 }
 
+// --- docs/device-selection.md
+
+TEST_F(Snapshots, CountTheWorkedExampleOfTheGuide)
+{
+    WriteKeywords({"tun", "Shield Miniport"});
+    Tracker();
+    m_manager.SetDevices({{"/wwan0/1/", DIALUP}, {"/wlan0/1/", WIFI, "9C2A70114E08"}, {"/eth1/1/", ADSL}});
+    m_manager.Report({{"/wwan0/1/", "Provider", 1}, {"/wlan0/1/", "Cafe", 1}});
+    FakePlatform::SetRows({Row("/wlan0/1/", 1'000, 100, "9C2A70114E08"),
+                           Row("/wlan0/1/ - QoS Packet Scheduler", 1'000, 100),
+                           Row("Wireless adapter", 20, 3, "9C2A70114E08"),
+                           Row("/wlan0/1/ over tun0", 700, 70), Row("/eth1/1/", 600, 60)});
+    FakePlatform::SetDialups(
+        {Dialup(1, "/wwan0/1/", 5'000'000'000, 40'000), Dialup(2, "/wwan0/10/", 500, 50)});
+
+    const Sample dialup{DIALUP, "/wwan0/1/", 5'000'000'000, 40'000};
+    EXPECT_THAT(Take(), ElementsAre(Sample{WIFI, "/wlan0/1/", 1'020, 103}, dialup));
+
+    Disconnect("/wlan0/1/");
+    EXPECT_THAT(Take(), ElementsAre(dialup));
+
+    m_deviceManager.Fire(EVENT_DEVICE_REJECT, nullptr);
+    EXPECT_THAT(Take(), IsEmpty());
+    EXPECT_FALSE(Tracker().HaveConnected());
+}
+
 class ConnectionList : public DeviceFixture
 {
 protected:
