@@ -9,11 +9,13 @@
 namespace netinfo {
 namespace {
 
-/// The plug-in folds every counter with this modulus, and takes a folded counter that fell for one that
-/// wrapped only if it grew by less than 200 MiB. The pace stays under that with room for a new link's first
-/// byte and the like.
+/// The plug-in folds every sum with this modulus, and takes one that fell for one that wrapped only if it
+/// grew by less than 200 MiB. More than the second number is therefore never handed out across the fold, and
+/// what is handed out up to the fold ends a little before it, to leave room for the first bytes of new links:
+/// a sum that is just 0 would not be taken for one.
 constexpr unsigned long long kFold = 0xFFFFFFFF;
 constexpr unsigned long long kMostAcrossFold = 200'000'000;
+constexpr unsigned long long kShortOfFold = 10'000;
 
 constexpr std::array kDirections = {&ByteCounters::received, &ByteCounters::sent};
 
@@ -71,7 +73,7 @@ unsigned int PresentedLink::InRow(unsigned long long counter)
     return static_cast<unsigned int>((counter - 1) % kFold + 1);
 }
 
-void LinkCounters::Update(std::span<const LinkReading> readings)
+void LinkCounters::Update(std::span<const LinkReading> readings, bool sampling)
 {
     std::map<int, const LinkReading*> unclaimed;
     for (const LinkReading& reading : readings) {
@@ -79,6 +81,9 @@ void LinkCounters::Update(std::span<const LinkReading> readings)
     }
 
     std::set<ConnectionType> disturbed;  // types whose sum lost a link, or its first name
+    const auto origin = [&](const Incarnation& before, const LinkReading& now) {
+        return sampling && !Fell(before.link.raw, now.raw) ? LastHanded(before) : now.raw;
+    };
     std::vector<Incarnation> survivors;
     std::vector<Incarnation> beginners;  // without number and name as yet
     for (const Incarnation& incarnation : m_incarnations) {
@@ -96,8 +101,7 @@ void LinkCounters::Update(std::span<const LinkReading> readings)
             continue;
         }
         disturbed.insert(incarnation.link.type);
-        beginners.push_back(
-            Beginning(now, Fell(incarnation.link.raw, now.raw) ? now.raw : LastHanded(incarnation)));
+        beginners.push_back(Beginning(now, origin(incarnation, now)));
     }
     for (const LinkReading& reading : readings) {
         if (unclaimed.contains(reading.index)) beginners.push_back(Beginning(reading, reading.raw));
@@ -116,7 +120,7 @@ void LinkCounters::Update(std::span<const LinkReading> readings)
     std::vector<Incarnation> renewed;
     for (const Incarnation& survivor : survivors) {
         if (disturbed.contains(survivor.link.type)) {
-            renewed.push_back(Beginning(survivor.link, LastHanded(survivor)));
+            renewed.push_back(Beginning(survivor.link, origin(survivor, survivor.link)));
         } else {
             incarnations.push_back(survivor);
         }
@@ -136,11 +140,11 @@ void LinkCounters::Update(std::span<const LinkReading> readings)
     m_lostSight = false;
 }
 
-std::vector<PresentedLink> LinkCounters::HandOut(bool paced)
+std::vector<PresentedLink> LinkCounters::HandOut(bool sampling)
 {
     for (const ConnectionType type : {ConnectionType::DialUp, ConnectionType::Wifi, ConnectionType::Adsl}) {
         for (const auto direction : kDirections) {
-            HandOut(type, direction, paced);
+            HandOut(type, direction, sampling);
         }
     }
     std::vector<PresentedLink> presented;
@@ -151,25 +155,28 @@ std::vector<PresentedLink> LinkCounters::HandOut(bool paced)
     return presented;
 }
 
-void LinkCounters::HandOut(ConnectionType type, unsigned long long ByteCounters::*direction, bool paced)
+void LinkCounters::HandOut(ConnectionType type, unsigned long long ByteCounters::*direction, bool sampling)
 {
-    unsigned long long handed = 0;
+    unsigned long long sum = 0;  // as the plug-in has it
     unsigned long long growth = 0;
-    for (const Incarnation& incarnation : m_incarnations) {
-        if (incarnation.link.type != type) continue;
-        handed += incarnation.handed.*direction;
-        growth += Presented(incarnation, direction) - incarnation.handed.*direction;
-    }
-
-    const unsigned long long beforeFold = kFold - 1 - handed % kFold;
-    unsigned long long allowed = paced ? std::min(growth, std::max(beforeFold, kMostAcrossFold)) : growth;
     for (Incarnation& incarnation : m_incarnations) {
         if (incarnation.link.type != type) continue;
 
-        unsigned long long& last = incarnation.handed.*direction;
-        const unsigned long long step = std::min(Presented(incarnation, direction) - last, allowed);
+        unsigned long long& handed = incarnation.handed.*direction;
+        sum += handed;
+        handed = std::max(handed, 1ULL);
+        growth += Presented(incarnation, direction) - handed;
+    }
+
+    const unsigned long long beforeFold = std::max(kFold - sum % kFold, kShortOfFold) - kShortOfFold;
+    unsigned long long allowed = sampling ? std::min(growth, std::max(beforeFold, kMostAcrossFold)) : growth;
+    for (Incarnation& incarnation : m_incarnations) {
+        if (incarnation.link.type != type) continue;
+
+        unsigned long long& handed = incarnation.handed.*direction;
+        const unsigned long long step = std::min(Presented(incarnation, direction) - handed, allowed);
         allowed -= step;
-        last = std::max(last + step, 1ULL);  // a counter that reads 0 would not be taken for one
+        handed += step;
     }
 }
 

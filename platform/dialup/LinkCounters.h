@@ -49,13 +49,14 @@ struct PresentedLink
 class LinkCounters
 {
 public:
-    /// Takes the counted links of one moment, each index once.
-    void Update(std::span<const LinkReading> readings);
+    /// Takes the counted links of one moment, each index once. `sampling`: the plug-in has been asking
+    /// without a break, so that new names count on from what it was handed last; what passed in a break is
+    /// not to be counted.
+    void Update(std::span<const LinkReading> readings, bool sampling);
 
-    /// Hands the counters of the last update to the plug-in, oldest incarnation first. `paced`: where a type
-    /// grew by more than the plug-in can take in one sample, the rest follows next time; right only while it
-    /// samples without a break, because what passed in a break is not to be counted.
-    std::vector<PresentedLink> HandOut(bool paced);
+    /// Hands the counters of the last update to the plug-in, oldest incarnation first. While it is sampling,
+    /// where a type grew by more than the plug-in can take in one sample the rest follows next time.
+    std::vector<PresentedLink> HandOut(bool sampling);
 
     /// The plug-in was not given what it asked for: it has dropped every sum that it kept, and would count
     /// a name that comes back from the start. The next update gives new names to all that was handed out.
@@ -76,7 +77,7 @@ public:
     unsigned long long Generation() const { return m_generation; }
 
 private:
-    void HandOut(ConnectionType type, unsigned long long ByteCounters::*direction, bool paced);
+    void HandOut(ConnectionType type, unsigned long long ByteCounters::*direction, bool sampling);
 
     std::vector<Incarnation> m_incarnations;  ///< ascending numbers
     unsigned int m_lastNumber = 0;

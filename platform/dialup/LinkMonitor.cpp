@@ -15,8 +15,8 @@ using std::chrono::milliseconds;
 constexpr milliseconds kSameLook{200};
 /// A question asked for the first time in a heartbeat is answered from its look within this time.
 constexpr milliseconds kHeldUp{1000};
-/// The longest the plug-in's own pauses keep it from its next sample.
-constexpr milliseconds kLongestPause{6000};
+/// A plug-in that has not asked for this long was not sampling: its own pauses are much shorter.
+constexpr milliseconds kBreak{60'000};
 
 }  // namespace
 
@@ -138,7 +138,7 @@ int LinkMonitor::Look(bool around)
         readings.push_back({link.index, link.name, *verdict.type, verdict.dialUp, link.address,
                             link.carrierChanges, *link.counters});
     }
-    m_counters.Update(readings);
+    m_counters.Update(readings, Sampling());
     return 0;
 }
 
@@ -148,12 +148,14 @@ LinkMonitor::Heartbeat& LinkMonitor::Current(milliseconds atMost)
     const milliseconds now = m_source.Now();
     if (m_heartbeat && now - m_heartbeat->time <= atMost) return *m_heartbeat;
 
-    const bool sampling = m_heartbeat && now - m_heartbeat->time <= kLongestPause;
     if (const int error = Look(false); error != 0) {
         FailHeartbeat(error);
         return *m_heartbeat;
     }
-    return m_heartbeat.emplace(Heartbeat{0, now, m_counters.HandOut(sampling)});
+    return m_heartbeat.emplace(Heartbeat{0, now, m_counters.HandOut(Sampling())});
 }
+
+/// The plug-in has asked for its last heartbeat without a break.
+bool LinkMonitor::Sampling() { return m_heartbeat && m_source.Now() - m_heartbeat->time <= kBreak; }
 
 }  // namespace netinfo

@@ -71,6 +71,7 @@ private:
         std::set<unsigned int> measured{};  ///< handles whose counters were asked for
     };
 
+    bool Sampling();
     int Look(bool around);
     Heartbeat& Current(std::chrono::milliseconds atMost);
     int Find(std::set<unsigned int> Heartbeat::*asked, unsigned int handle, PresentedLink& connection);

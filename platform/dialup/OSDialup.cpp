@@ -1,11 +1,13 @@
 #include "platform/dialup/OSDialup.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <new>
-#include <string>
 #include <vector>
 
 #include "platform/dialup/LinkService.h"
@@ -17,9 +19,11 @@ using netinfo::LinkMonitor;
 using netinfo::LinkService;
 using netinfo::PresentedLink;
 
-void Trace(const char* function, const std::string& text)
+void Trace(const char* function, const char* text)
 {
-    TraceSrv_Trace(2, "OSDialup", (std::string(function) + text).c_str());
+    std::array<char, 200> line{};
+    std::snprintf(line.data(), line.size(), "%s() %s", function, text);
+    TraceSrv_Trace(2, "OSDialup", line.data());
 }
 
 /// Puts one of the plug-in's questions to the monitor: `question(monitor)` delivers the answer and returns 0
@@ -36,7 +40,7 @@ try {
         }
     }));
 } catch (...) {
-    Trace(function, "() exception!");
+    Trace(function, "exception!");
     return ENOMEM;
 }
 
@@ -117,7 +121,7 @@ unsigned int OS_DIALUP_GetIfTable(_OS_DIALUP_IFTABLE** ppTable, unsigned int* /*
     return Ask(__func__, [&](LinkMonitor& monitor) {
         std::vector<PresentedLink> rows;
         if (const int error = monitor.ReadRows(rows); error != 0) {
-            Trace("OS_DIALUP_GetIfTable", std::string("(): ") + std::strerror(error));
+            Trace("OS_DIALUP_GetIfTable", std::strerror(error));
             return error;
         }
 

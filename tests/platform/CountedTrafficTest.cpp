@@ -1,0 +1,548 @@
+// The counters as the plug-in uses them: what it adds up over any sequence of links that come, go, flap and
+// change must be the traffic that there was.
+
+#include <cerrno>
+#include <map>
+#include <random>
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include "platform/dialup/LinkMonitor.h"
+#include "tests/platform/Machine.h"
+
+namespace {
+
+using namespace netinfo;
+using namespace std::chrono_literals;
+using nettest::Machine;
+
+constexpr auto kDirections = {&ByteCounters::received, &ByteCounters::sent};
+
+/// The plug-in, small: it sums up the counters of all selected links of a type under the name of the first,
+/// pairs the sums of two heartbeats by that name, and adds up what they grew by.
+class Plugin
+{
+public:
+    explicit Plugin(LinkMonitor& monitor) : m_monitor(monitor) {}
+
+    /// The devices that the host reports as connected.
+    void Connect(std::vector<std::pair<std::string, ConnectionType>> devices)
+    {
+        m_devices = std::move(devices);
+    }
+
+    void Heartbeat()
+    {
+        m_seen.clear();
+        m_selected.clear();
+        if (!m_connected && m_devices.empty()) return;
+        if (m_connected != !m_devices.empty()) {
+            m_connected = !m_devices.empty();
+            m_totals.clear();
+            if (!m_connected) return;
+            m_base = Snapshot();
+            m_inBase = m_selected;
+        }
+
+        std::map<std::string, ByteCounters> totals;
+        for (const Sum& sum : Snapshot()) {
+            ByteCounters last;
+            if (const auto total = m_totals.find(sum.name); total != m_totals.end()) last = total->second;
+            ByteCounters& now = totals[sum.name] = last;
+            for (const Sum& base : m_base) {
+                if (base.name != sum.name) continue;
+                for (const auto direction : kDirections) {
+                    last.*direction += base.counters.*direction;
+                }
+                break;
+            }
+            for (const auto direction : kDirections) {
+                const unsigned long long increment = Increment(last.*direction, sum.counters.*direction);
+                now.*direction += increment;
+                m_counted.*direction += increment;
+            }
+        }
+        m_totals = totals;
+    }
+
+    const ByteCounters& Counted() const { return m_counted; }
+    bool Connected() const { return m_connected; }
+    /// What the last heartbeat was handed; nothing if it did not ask, or asked in vain.
+    const std::vector<PresentedLink>& Seen() const { return m_seen; }
+    /// Names of the links that the last heartbeat counted.
+    const std::set<std::string>& Selected() const { return m_selected; }
+    /// Names of the links whose counters the phase of connection began with.
+    const std::set<std::string>& InBase() const { return m_inBase; }
+
+private:
+    struct Sum
+    {
+        ConnectionType type;
+        std::string name;
+        ByteCounters counters;
+    };
+
+    std::vector<Sum> Snapshot()
+    {
+        std::vector<Sum> sums;
+        m_seen.clear();
+        m_selected.clear();
+        std::vector<PresentedLink> rows;
+        if (m_monitor.ReadRows(rows) == 0) {
+            for (const PresentedLink& row : rows) {
+                Add(sums, row,
+                    {PresentedLink::InRow(row.counters.received), PresentedLink::InRow(row.counters.sent)});
+            }
+        }
+        std::vector<PresentedLink> connections;
+        if (m_monitor.ReadConnections(connections) == 0) {
+            for (const PresentedLink& connection : connections) {
+                PresentedLink measured;
+                if (m_monitor.ReadStatistics(connection.number, measured) != 0) continue;
+                Add(sums, measured, measured.counters);
+            }
+        }
+        return sums;
+    }
+
+    void Add(std::vector<Sum>& sums, const PresentedLink& link, const ByteCounters& counters)
+    {
+        m_seen.push_back(link);
+        for (const auto& [name, type] : m_devices) {
+            if (link.deviceName.find(name) == std::string::npos) continue;
+
+            m_selected.insert(link.deviceName);
+            for (Sum& sum : sums) {
+                if (sum.type != type) continue;
+                sum.counters.received += counters.received;
+                sum.counters.sent += counters.sent;
+                return;
+            }
+            sums.push_back({type, name, counters});
+            return;
+        }
+    }
+
+    static unsigned long long Increment(unsigned long long last, unsigned long long now)
+    {
+        constexpr unsigned long long kFold = 0xFFFFFFFF;
+        constexpr unsigned long long kLargestWrap = 209'715'199;
+        last %= kFold;
+        now %= kFold;
+        if (now == 0) now = last;
+        if (now >= last) return now - last;
+        const unsigned long long wrapped = now + kFold - last;
+        return wrapped > kLargestWrap ? 0 : wrapped;
+    }
+
+    LinkMonitor& m_monitor;
+    std::vector<std::pair<std::string, ConnectionType>> m_devices;
+    bool m_connected = false;
+    std::vector<Sum> m_base;
+    std::set<std::string> m_inBase;
+    std::map<std::string, ByteCounters> m_totals;
+    ByteCounters m_counted;
+    std::vector<PresentedLink> m_seen;
+    std::set<std::string> m_selected;
+};
+
+/// A machine with a plug-in and a host, and a ledger of every byte: what the plug-in must have counted.
+///
+/// A byte may get lost in these ways and no other: its link went down, or its counters were reset, before the
+/// next read; its link came up, and nobody had read it yet; its name was gone before the host reported it.
+class World
+{
+public:
+    explicit World(unsigned int seed) : m_random(seed)
+    {
+        machine.Hardware("eth1");
+        machine.Hardware("eth10");
+        machine.Wireless("wlan0");
+        machine.Ppp("ppp0");
+        machine.Modem("wwan0");
+        machine.Hardware("eth1.1");
+        machine.Ppp("ppp1");
+        machine.Rule("eth1.1", Ruling::DialUp);
+        machine.Rule("ppp1", Ruling::Adsl);
+        for (KernelLink& link : machine.links) {
+            link.counters = ByteCounters{Random(20'000'000'000'000), Random(20'000'000'000'000)};
+        }
+    }
+
+    unsigned long long Random(unsigned long long below) { return m_random() % below; }
+    const std::string& AnyLink() { return machine.links[Random(machine.links.size())].name; }
+
+    /// Now and then one that another link's name begins with.
+    std::string FreshName() { return "eth" + std::to_string(++m_lastName); }
+
+    void Transfer(const std::string& name, const ByteCounters& bytes)
+    {
+        const KernelLink& link = machine.Link(name);
+        if (!IsUp(link)) return;
+        machine.Transfer(name, bytes.received, bytes.sent);
+        if (!plugin.Connected() || Ignored(name)) return;
+        for (const auto direction : kDirections) {
+            m_due.*direction += bytes.*direction;
+            m_accounts[link.index].waiting.*direction += bytes.*direction;
+        }
+    }
+
+    /// Sets both counters of a link back to nothing.
+    void ResetCounters(const std::string& name)
+    {
+        KernelLink& link = machine.Link(name);
+        constexpr unsigned long long kAnySecond = 1'000'000'000'000;
+        if (link.counters->received < kAnySecond || link.counters->sent < kAnySecond) return;  // must show
+        link.counters = ByteCounters{};
+        m_accounts[link.index].reset = true;
+    }
+
+    /// The host looks at the links and reports them as connected devices.
+    void Report()
+    {
+        const auto counted = monitor.ReadCountedLinks();
+        if (!counted) return;
+        Looked();
+        m_reported = monitor.Generation();
+        std::vector<std::pair<std::string, ConnectionType>> devices;
+        for (const CountedLink& link : *counted) {
+            devices.emplace_back(link.deviceName, link.type);
+        }
+        plugin.Connect(std::move(devices));
+    }
+    void ReportChanges()
+    {
+        if (monitor.Generation() != m_reported) Report();
+    }
+
+    /// The host disconnects everything for a while in which there is traffic.
+    void Disconnect()
+    {
+        Heartbeat();
+        plugin.Connect({});
+        Heartbeat();
+        for (int i = 0; i < 70; ++i) {
+            for (const KernelLink& link : std::vector(machine.links)) {
+                Transfer(link.name, {Random(500'000'000), Random(500'000'000)});
+            }
+            Heartbeat();
+        }
+    }
+
+    void Heartbeat()
+    {
+        const bool before = plugin.Connected();
+        machine.Wait(1s);
+        plugin.Heartbeat();
+        if (!plugin.Connected()) {
+            EndPhase();
+            return;
+        }
+        if (machine.linkError != 0) return;
+
+        Looked();
+        if (!before) BeginPhase();
+        std::map<std::string, Handed> handed;
+        for (const PresentedLink& link : plugin.Seen()) {
+            Account& account = m_accounts[link.link.index];
+            const auto known = m_handed.find(link.deviceName);
+            Handed now = known == m_handed.end() ? Handed{} : known->second;
+            for (const auto direction : kDirections) {
+                // A new name's first byte is one that nobody sent.
+                const unsigned long long last = std::max(now.counters.*direction, 1ULL);
+                ASSERT_GE(link.counters.*direction, last) << link.deviceName;
+                const unsigned long long grown = link.counters.*direction - last;
+                if (before) {
+                    ASSERT_GE(account.waiting.*direction, grown) << link.deviceName;
+                    account.waiting.*direction -= grown;
+                }
+            }
+            now.counters = link.counters;
+            if (plugin.Selected().contains(link.deviceName) && !now.counted) {
+                now.counted = true;
+                if (!plugin.InBase().contains(link.deviceName)) ++m_begun;
+            }
+            handed[link.deviceName] = now;
+        }
+        for (const auto& [name, gone] : m_handed) {
+            if (!handed.contains(name)) LoseUnreported(gone);
+        }
+        m_handed = handed;
+    }
+
+    /// Compares what was counted with what there was, when all is quiet.
+    void Settle()
+    {
+        for (int i = 0; i < 30; ++i) {
+            Report();
+            Heartbeat();
+        }
+        ByteCounters waiting;
+        for (const auto& [index, account] : m_accounts) {
+            waiting.received += account.waiting.received;
+            waiting.sent += account.waiting.sent;
+        }
+        EXPECT_EQ(ByteCounters{}, waiting);
+        EXPECT_GT(plugin.Counted().received, 0U);
+        for (const auto direction : kDirections) {
+            EXPECT_EQ(m_due.*direction - m_lost.*direction + m_begun, plugin.Counted().*direction);
+            EXPECT_LE(plugin.Counted().*direction, m_due.*direction + m_begun);
+        }
+    }
+
+    bool Ignored(const std::string& name)
+    {
+        const auto rule = machine.surroundings.rules.find(name);
+        return rule != machine.surroundings.rules.end() && rule->second == Ruling::Ignore;
+    }
+
+    Machine machine;
+    LinkMonitor monitor{machine};
+    Plugin plugin{monitor};
+
+private:
+    /// Bytes of one link on their way to the plug-in.
+    struct Account
+    {
+        ByteCounters waiting;  ///< not handed out yet
+        bool known = false;    ///< the last look found it up and counted
+        bool reset = false;    ///< its counters were reset since
+    };
+    /// What the plug-in was handed under one name.
+    struct Handed
+    {
+        ByteCounters counters;
+        bool counted = false;  ///< the host has reported the name, so that the plug-in counted it
+    };
+
+    void Lose(ByteCounters& bytes)
+    {
+        m_lost.received += bytes.received;
+        m_lost.sent += bytes.sent;
+        bytes = {};
+    }
+
+    void LoseUnreported(const Handed& gone)
+    {
+        if (gone.counted) return;
+        m_lost.received += gone.counters.received - 1;
+        m_lost.sent += gone.counters.sent - 1;
+    }
+
+    /// The kernel was read, by whomever: links may have come or gone.
+    void Looked()
+    {
+        std::set<int> counted;
+        for (const KernelLink& link : machine.links) {
+            if (IsUp(link) && !Ignored(link.name)) counted.insert(link.index);
+        }
+        for (const KernelLink& link : machine.links) {
+            m_accounts[link.index];
+        }
+        for (auto& [index, account] : m_accounts) {
+            const bool now = counted.contains(index);
+            if (!account.known || !now || account.reset) Lose(account.waiting);
+            account.known = now;
+            account.reset = false;
+        }
+    }
+
+    void BeginPhase()
+    {
+        for (auto& [index, account] : m_accounts) {
+            EXPECT_EQ(ByteCounters{}, account.waiting);
+        }
+    }
+    void EndPhase()
+    {
+        for (auto& [index, account] : m_accounts) {
+            Lose(account.waiting);
+        }
+        for (const auto& [name, handed] : m_handed) {
+            LoseUnreported(handed);
+        }
+        m_handed.clear();
+    }
+
+    std::mt19937_64 m_random;
+    int m_lastName = 10;
+    unsigned long long m_reported = 0;
+    std::map<int, Account> m_accounts;       ///< by link index
+    std::map<std::string, Handed> m_handed;  ///< by device name
+    ByteCounters m_due;                      ///< sent and received while connected
+    ByteCounters m_lost;                     ///< of that, lost in one of the ways that are allowed
+    unsigned long long m_begun = 0;          ///< names that the plug-in counted from their first byte
+};
+
+/// One thing that happens to a machine's links.
+void Happen(World& world)
+{
+    static constexpr std::array kRulings = {Ruling::DialUp, Ruling::Wifi, Ruling::Adsl, Ruling::Ignore};
+    Machine& machine = world.machine;
+    const std::string name = world.AnyLink();
+    switch (world.Random(9)) {
+        case 0:
+            machine.SetUp(name, false);
+            break;
+        case 1:
+        case 2:
+            machine.SetUp(name, true);
+            break;
+        case 3:
+            *machine.Link(name).carrierChanges += 2;
+            break;
+        case 4:
+            world.ResetCounters(name);
+            break;
+        case 5:
+            machine.Link(name).name = world.FreshName();
+            break;
+        case 6:
+            machine.Rule(name, kRulings[world.Random(kRulings.size())]);
+            world.Report();
+            break;
+        case 7:  // the link is unplugged, and another one plugged in
+            if (machine.links.size() > 4) machine.Remove(name);
+            machine.Hardware(world.FreshName()).counters = ByteCounters{world.Random(5'000'000'000), 0};
+            break;
+        case 8:
+            machine.linkError = world.Random(4) == 0 ? ENOBUFS : 0;
+            break;
+        default:
+            break;
+    }
+}
+
+void TransferSome(World& world, unsigned long long most)
+{
+    for (const KernelLink& link : std::vector(world.machine.links)) {
+        if (world.Random(3) == 0) continue;
+        world.Transfer(link.name, {world.Random(most), world.Random(most)});
+    }
+}
+
+class RandomLinks : public testing::TestWithParam<unsigned int>
+{};
+
+TEST_P(RandomLinks, AreCountedToTheByteWithAPromptHost)
+{
+    World world(GetParam());
+    world.Report();
+    world.Heartbeat();
+    for (int second = 0; second < 300; ++second) {
+        SCOPED_TRACE(second);
+        world.machine.linkError = 0;
+        const unsigned long long most = world.Random(10) == 0 ? 3'000'000'000 : 20'000'000;
+        TransferSome(world, most);
+        for (auto events = world.Random(4); events > 1; --events) {
+            Happen(world);
+            TransferSome(world, most);
+        }
+        if (world.Random(100) == 0) world.Disconnect();
+        world.Report();
+        world.Heartbeat();
+        if (HasFatalFailure()) return;
+    }
+    world.machine.linkError = 0;
+    world.Settle();
+}
+
+TEST_P(RandomLinks, AreCountedToTheByteWithAHostThatIsASecondLate)
+{
+    World world(GetParam());
+    world.Report();
+    world.Heartbeat();
+    for (int second = 0; second < 300; ++second) {
+        SCOPED_TRACE(second);
+        world.machine.linkError = 0;
+        // Not more than the plug-in takes in one sample even when a second's worth comes late.
+        TransferSome(world, 8'000'000);
+        for (auto events = world.Random(3); events > 1; --events) {
+            Happen(world);
+            TransferSome(world, 8'000'000);
+        }
+        world.Heartbeat();
+        world.ReportChanges();
+        if (HasFatalFailure()) return;
+    }
+    world.machine.linkError = 0;
+    world.Settle();
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomLinks, testing::Range(1U, 13U));
+
+TEST(CountedTraffic, OfALinkNeverGoesToANamesake)
+{
+    World world(1);
+    for (const KernelLink& link : std::vector(world.machine.links)) {
+        world.machine.SetUp(link.name, link.name == "eth1" || link.name == "eth10");
+    }
+    const auto counted = world.monitor.ReadCountedLinks().value();
+    ASSERT_EQ(2U, counted.size());
+    world.plugin.Connect({{counted[0].deviceName, counted[0].type}});  // eth1 alone
+    world.plugin.Heartbeat();
+
+    world.machine.Transfer("eth10", 1'000'000, 1'000);
+    world.machine.Transfer("eth1", 70, 7);
+    world.machine.Wait(1s);
+    world.plugin.Heartbeat();
+
+    EXPECT_EQ((ByteCounters{70, 7}), world.plugin.Counted());
+}
+
+TEST(CountedTraffic, OfABridgedLinkIsCountedOnce)
+{
+    Machine machine;
+    LinkMonitor monitor(machine);
+    Plugin plugin(monitor);
+    machine.Hardware("eth0");
+    machine.Master("bridge", "br0", {"eth0"});
+    machine.DefaultRoute("br0");
+    const auto sample = [&] {
+        std::vector<std::pair<std::string, ConnectionType>> devices;
+        const auto counted = monitor.ReadCountedLinks().value();
+        for (const CountedLink& link : counted) {
+            devices.emplace_back(link.deviceName, link.type);
+        }
+        plugin.Connect(devices);
+        machine.Wait(1s);
+        plugin.Heartbeat();
+    };
+    sample();
+    for (int second = 0; second < 10; ++second) {
+        machine.Transfer("eth0", 1'000, 100);
+        machine.Transfer("br0", 1'000, 100);
+        if (second == 5) machine.Rule("br0", Ruling::Adsl);  // the bridge takes over
+        sample();
+    }
+
+    EXPECT_EQ((ByteCounters{9'001, 901}), plugin.Counted()) << "the bridge counts from 1, when it took over";
+}
+
+TEST(CountedTraffic, AtAnySpeedIsCountedToTheByte)
+{
+    // 10 Gbit/s: the plug-in's 32-bit fold comes round every few seconds, with steps that it would refuse.
+    Machine machine;
+    LinkMonitor monitor(machine);
+    Plugin plugin(monitor);
+    machine.Hardware("eth0");
+    const auto counted = monitor.ReadCountedLinks().value();
+    plugin.Connect({{counted[0].deviceName, counted[0].type}});
+    plugin.Heartbeat();
+
+    for (int second = 0; second < 1'000; ++second) {
+        machine.Transfer("eth0", 1'250'000'000, 1'249'999'999);
+        machine.Wait(1s);
+        plugin.Heartbeat();
+    }
+    for (int second = 0; second < 2'000; ++second) {
+        machine.Wait(1s);
+        plugin.Heartbeat();
+    }
+
+    EXPECT_EQ((ByteCounters{1'250'000'000'000, 1'249'999'999'000}), plugin.Counted());
+    EXPECT_EQ("/eth0/1/", plugin.Seen().at(0).deviceName);
+}
+
+}  // namespace
