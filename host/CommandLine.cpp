@@ -9,6 +9,7 @@
 #include <exception>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "host/Commands.h"
 #include "host/Format.h"
@@ -42,10 +43,23 @@ private:
     void AddJson(CLI::App& command);
 
     void AddRun();
+    void AddReport();
+    void AddHistory();
+    void AddRecords();
+    void AddReset();
+    void AddSettings();
+    void AddDevices();
 
     CLI::App m_app{"netinfo counts the traffic of this machine's dial-up, WiFi and ADSL connections.",
                    "netinfo"};
     CommonOptions m_common;
+    std::string m_since;
+    std::vector<std::string> m_indexes;
+    std::string m_type;
+    std::string m_key;
+    std::string m_value;
+    bool m_last = false;
+    bool m_yes = false;
     std::function<int()> m_command;  ///< what the command line asks for
 };
 
@@ -57,15 +71,29 @@ CommandLine::CommandLine()
     m_app.footer(
         "Examples:\n"
         "  netinfo run                          count, and show a table until Ctrl-C\n"
+        "  netinfo report                       today, this week, this month, this year, since the reset\n"
+        "  netinfo history --since 7d           what ended in the last seven days\n"
+        "  netinfo records remove 0-4           remove the five oldest connection records\n"
+        "  netinfo reset wifi --yes             start the totals of WiFi anew\n"
+        "  netinfo settings set week-start monday\n"
+        "  netinfo settings set link.eth0 wifi  count eth0 as WiFi\n"
+        "  netinfo devices                      every link, and what it is counted as\n"
         "\n"
         "Exit codes: 0 done, 1 failed, 2 wrong usage.");
     AddRun();
+    AddReport();
+    AddHistory();
+    AddRecords();
+    AddReset();
+    AddSettings();
+    AddDevices();
 }
 
 CLI::App* CommandLine::AddCommand(CLI::App& parent, const std::string& name, const std::string& description)
 {
     CLI::App* const command = parent.add_subcommand(name, description);
     command->set_help_flag("-h,--help", "Show this help");
+    command->footer("");  // the program's own footer would be taken over
     return command;
 }
 
@@ -90,6 +118,101 @@ void CommandLine::AddRun()
     AddModule(*run);
     AddJson(*run);
     run->callback([this] { m_command = [this] { return RunCommand(m_common); }; });
+}
+
+void CommandLine::AddReport()
+{
+    CLI::App* const report = AddCommand(m_app, "report", "Show the totals of every type and period");
+    AddModule(*report);
+    AddJson(*report);
+    report->callback([this] { m_command = [this] { return ReportCommand(m_common); }; });
+}
+
+void CommandLine::AddHistory()
+{
+    CLI::App* const history =
+        AddCommand(m_app, "history", "Show the traffic of the connections that ended since");
+    history->add_option("--since", m_since, "2024-05-01, '2024-05-01 12:30', or a span: 30m, 12h, 7d, 4w")
+        ->option_text("WHEN")
+        ->required();
+    history->footer("A connection counts with all of its traffic by its end; all that ended today count.");
+    AddModule(*history);
+    AddJson(*history);
+    history->callback([this] { m_command = [this] { return HistoryCommand(m_common, m_since); }; });
+}
+
+void CommandLine::AddRecords()
+{
+    CLI::App* const records = AddCommand(m_app, "records", "Show or remove the connection records");
+    records->add_flag("--last", m_last, "The last record only");
+    AddModule(*records);
+    AddJson(*records);
+    records->callback([this] {
+        if (!m_command) m_command = [this] { return RecordsCommand(m_common, m_last); };
+    });
+
+    CLI::App* const remove = AddCommand(*records, "remove", "Remove connection records for good");
+    remove->allow_extras();  // they begin with a dash: negative numbers get a word of their own
+    remove->add_option("INDEX", m_indexes, "Indexes (3) and ranges (2-5) as the list shows them")
+        ->option_text(" ");
+    remove->add_flag("--yes", m_yes, "Do not ask");
+    AddModule(*remove);
+    AddJson(*remove);
+    remove->callback([this, remove] {
+        for (const std::string& extra : remove->remaining())
+            m_indexes.push_back(extra);
+        if (m_indexes.empty()) throw CLI::RequiredError("INDEX");
+        m_command = [this] { return RemoveRecordsCommand(m_common, m_indexes, m_yes); };
+    });
+}
+
+void CommandLine::AddReset()
+{
+    CLI::App* const reset = AddCommand(m_app, "reset", "Start the totals of a type anew");
+    reset->add_option("TYPE", m_type, "dial-up, wifi or adsl")->option_text(" ")->required();
+    reset->add_flag("--yes", m_yes, "Do not ask");
+    reset->footer("All connection records but the last are removed as well, whatever their type.");
+    AddModule(*reset);
+    AddJson(*reset);
+    reset->callback([this] { m_command = [this] { return ResetCommand(m_common, m_type, m_yes); }; });
+}
+
+void CommandLine::AddSettings()
+{
+    CLI::App* const settings = AddCommand(m_app, "settings", "Show or change the settings");
+    settings->require_subcommand(0, 1);
+    settings->footer(
+        "Settings:\n"
+        "  week-start   the weekday on which a week begins: sunday ... saturday\n"
+        "  month-start  the day on which a month begins: 1 ... 28\n"
+        "  link.NAME    what the link NAME is counted as: dial-up, wifi, adsl, ignore, or auto for no rule");
+    AddJson(*settings);
+    settings->callback([this] {
+        if (!m_command) m_command = [this] { return ListSettingsCommand(m_common.json); };
+    });
+
+    CLI::App* const list = AddCommand(*settings, "list", "Show every setting");
+    AddJson(*list);
+    list->callback([this] { m_command = [this] { return ListSettingsCommand(m_common.json); }; });
+
+    CLI::App* const get = AddCommand(*settings, "get", "Show one setting");
+    get->add_option("KEY", m_key, "week-start, month-start or link.NAME")->option_text(" ")->required();
+    AddJson(*get);
+    get->callback([this] { m_command = [this] { return GetSettingCommand(m_key, m_common.json); }; });
+
+    CLI::App* const set = AddCommand(*settings, "set", "Change one setting");
+    set->add_option("KEY", m_key, "week-start, month-start or link.NAME")->option_text(" ")->required();
+    set->add_option("VALUE", m_value, "The new value")->option_text(" ")->required();
+    AddJson(*set);
+    set->callback(
+        [this] { m_command = [this] { return SetSettingCommand(m_key, m_value, m_common.json); }; });
+}
+
+void CommandLine::AddDevices()
+{
+    CLI::App* const devices = AddCommand(m_app, "devices", "Show every link and what it is counted as");
+    AddJson(*devices);
+    devices->callback([this] { m_command = [this] { return DevicesCommand(m_common.json); }; });
 }
 
 int CommandLine::Run(int argc, char** argv)

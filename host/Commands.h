@@ -12,8 +12,32 @@ struct CommonOptions
     bool json = false;       ///< for programs instead of for people
 };
 
+/// The commands, one source file for each. All return the exit code and have said on standard error what went
+/// wrong; what they throw comes from the module.
+///
+/// Threads: the main thread, before there is any other.
+
 /// Runs the plug-in on the machine's links and shows its figures, until a signal or the end of the terminal.
-/// To be called before there is any other thread. Returns the exit code.
 int RunCommand(const CommonOptions& options);
+
+/// The totals of every type and period.
+int ReportCommand(const CommonOptions& options);
+/// The traffic of the connections that ended since a moment, which people write as `ParseSince` reads it.
+int HistoryCommand(const CommonOptions& options, const std::string& since);
+
+/// The connection records, or the last one.
+int RecordsCommand(const CommonOptions& options, bool last);
+/// Removes the records that `words` name, after asking unless `yes`.
+int RemoveRecordsCommand(const CommonOptions& options, const std::vector<std::string>& words, bool yes);
+/// Sets the totals of the type of that name to zero, after asking unless `yes`.
+int ResetCommand(const CommonOptions& options, const std::string& name, bool yes);
+
+/// The settings. They need no plug-in, and a running one hears of a change by itself.
+int ListSettingsCommand(bool json);
+int GetSettingCommand(const std::string& key, bool json);
+int SetSettingCommand(const std::string& key, const std::string& value, bool json);
+
+/// Every link of the machine, and what it is counted as or why it is not.
+int DevicesCommand(bool json);
 
 }  // namespace netinfo

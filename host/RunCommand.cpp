@@ -152,7 +152,7 @@ RunLoop::~RunLoop()
 int RunLoop::Run()
 {
     for (std::size_t i = 0; i < m_shown.size(); ++i)
-        m_shown[i] = m_reader.Read(i);
+        m_shown[i].type = TRAFFIC_TYPES[i];
     m_sleep.Slept();
     ReadLinks();
     m_tick.Start(SECOND, SECOND);
@@ -319,9 +319,13 @@ int RunCommand(const CommonOptions& options)
     const auto session = Session::Open(options.modulePath, container);
     if (!session) return Fail(session.Error());
 
-    const ChangeSubscription subscription((*session)->Traffic(), inbox);
-    RunLoop loop(signals, connections, devices, inbox, (*session)->Traffic(), options.json);
-    return loop.Run();
+    int exitCode = EXIT_DONE;
+    {
+        const ChangeSubscription subscription((*session)->Traffic(), inbox);
+        exitCode = RunLoop(signals, connections, devices, inbox, (*session)->Traffic(), options.json).Run();
+    }
+    if (const auto unsaved = (*session)->End()) return Fail(*unsaved);
+    return exitCode;
 }
 
 }  // namespace netinfo

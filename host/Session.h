@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/DataLock.h"
@@ -25,13 +26,18 @@ public:
     INetInfoService& Traffic() { return m_module->Traffic(); }
     INetInfoRecord& Records() { return m_module->Records(); }
 
+    /// Ends the plug-in, which saves on its way; a failure if nothing reached the disk. The services are gone
+    /// afterwards.
+    std::optional<Failure> End();
+
 private:
-    Session(DataLock lock, std::unique_ptr<PluginModule> module)
-        : m_lock(std::move(lock)), m_module(std::move(module))
+    Session(std::string directory, DataLock lock, std::unique_ptr<PluginModule> module)
+        : m_directory(std::move(directory)), m_lock(std::move(lock)), m_module(std::move(module))
     {}
 
+    std::string m_directory;                 ///< of the data, ends with '/'
     DataLock m_lock;                         ///< given back after the module has saved
-    std::unique_ptr<PluginModule> m_module;  ///< never null
+    std::unique_ptr<PluginModule> m_module;  ///< null once the session has ended
 };
 
 }  // namespace netinfo

@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
@@ -41,6 +43,17 @@ void Enter(const std::string& call)
     Log(call);
     if (Scripted("throw-" + call)) throw std::runtime_error("scripted\nby the test");
     if (Scripted("throw-odd-" + call)) throw 42;
+}
+
+/// Puts a new file into the data directory, as a save does.
+void SaveInto(const std::string& name)
+{
+    const char* const directory = std::getenv("NETINFO_DATA_DIR");
+    if (!directory) return;
+    const std::string path = std::string(directory) + "/" + name;
+    const int file = open((path + ".new").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    close(file);
+    if (std::rename((path + ".new").c_str(), path.c_str()) != 0) std::abort();
 }
 
 std::string Narrow(const unsigned short* text)
@@ -81,6 +94,7 @@ class Traffic final : public INetInfoService
 public:
     ~Traffic() override
     {
+        m_ending = true;
         if (m_heartbeat.joinable()) m_heartbeat.join();
     }
 
@@ -93,6 +107,7 @@ public:
     void GetSinceReport(nis::REPORT& report, int type) override
     {
         Enter("since");
+        if (++m_sinceReports == 7 && Scripted("throw-third-since")) throw std::runtime_error("scripted");
         report = Figures(type, 5);
     }
     void GetSpecHistroryData(nis::REPORT& report, unsigned long long from) override
@@ -119,7 +134,7 @@ public:
         snapshot = {};
         snapshot.nDevice = type;
         if (type != 1 || !m_connected) return;
-        snapshot.ullDL = 4096;
+        snapshot.ullDL = Scripted("flood") ? 4096ULL * static_cast<unsigned>(m_beats) : 4096;
         snapshot.ullUL = 2048;
         snapshot.ulDLSpeed = 1024;
         snapshot.clkTime = 1;
@@ -127,13 +142,20 @@ public:
     bool RegisterCallbackEvent(INetInfoEvent* event) override
     {
         Log("register listener");
-        if (!Scripted("beat")) return true;
-        m_connected = true;
-        m_heartbeat = std::thread([event] { event->OnDataChanged(true, 1); });
+        const int beats = Scripted("flood") ? 200'000 : Scripted("beat") ? 1 : 0;
+        m_connected = beats != 0;
+        m_heartbeat = std::thread([this, event, beats] {
+            while (m_beats < beats && !m_ending) {
+                ++m_beats;
+                event->OnDataChanged(true, 1);
+            }
+        });
         return true;
     }
     bool DeregisterCallbackEvent(INetInfoEvent*) override
     {
+        m_ending = true;
+        if (m_heartbeat.joinable()) m_heartbeat.join();
         Log("deregister listener");
         return true;
     }
@@ -150,6 +172,9 @@ public:
 
 private:
     bool m_connected = false;  ///< written before the thread starts
+    int m_sinceReports = 0;
+    std::atomic<int> m_beats{0};
+    std::atomic<bool> m_ending{false};
     std::thread m_heartbeat;
 };
 
@@ -255,6 +280,7 @@ public:
             m_container->QueryPlugin(CONNECTION_MANAGER_CLSID, CONNECTION_MANAGER_FLAGS));
         m_devices = static_cast<IDeviceManager*>(
             m_container->QueryPlugin(DEVICE_MANAGER_CLSID, DEVICE_MANAGER_FLAGS));
+        if (Scripted("set-aside")) SaveInto("NetInfo.dat.bad-1714557600");
         Log(m_connections && m_devices ? "siblings" : "no siblings");
         if (m_connections) m_connections->AddConnectListener(&m_listener);
         if (m_devices) m_devices->AddDeviceEventListener(&m_listener);
@@ -277,6 +303,7 @@ public:
     {
         if (m_connections) m_connections->RemoveConnectListener(&m_listener);
         if (m_devices) m_devices->RemoveDeviceEventListener(&m_listener);
+        if (!Scripted("no-save")) SaveInto("NetInfo.dat");
         Enter("destroy");
     }
 

@@ -48,7 +48,7 @@ TEST_F(StartChecksTest, NameTheFileThatCannotBeRead)
         ASSERT_EQ(mkdir(file.c_str(), 0700), 0);  // a folder cannot be read, not even by root
         const auto failure = Check();
         ASSERT_TRUE(failure) << file;
-        EXPECT_EQ(failure->message, file + " cannot be read: Is a directory");
+        EXPECT_EQ(failure->message, file + " cannot be read: not a regular file");
         EXPECT_EQ(failure->exitCode, netinfo::EXIT_FAILED);
         ASSERT_EQ(rmdir(file.c_str()), 0);
     }
@@ -69,7 +69,21 @@ TEST_F(StartChecksTest, TellOfAFileWithoutReadPermission)
 TEST_F(StartChecksTest, AreNotHeldUpByAPipe)
 {
     ASSERT_EQ(mkfifo(data.File("NetInfo.dat").c_str(), 0600), 0);
-    EXPECT_FALSE(Check());
+
+    const auto failure = Check();
+
+    ASSERT_TRUE(failure);
+    EXPECT_THAT(failure->message, HasSubstr("not a regular file"));
+}
+
+TEST_F(StartChecksTest, TakeASettingsFileThatIsNoTextForUnreadable)
+{
+    nettest::WriteFile(config.File("DataUsageLimit.ini"), std::string_view("[links]\0", 8));
+
+    const auto failure = Check();
+
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->message, config.File("DataUsageLimit.ini") + " cannot be read: not a text file");
 }
 
 TEST_F(StartChecksTest, FindTheDataFilesThatWereSetAside)

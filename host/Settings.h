@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/Result.h"
+
+namespace netinfo {
+
+/// The user's settings in the words of people, over the settings store's own forms:
+///
+///   key          values                              stored as
+///   week-start   sunday ... saturday                 "uselimit"/"startweekdate", 0 ... 6
+///   month-start  1 ... 28                            "uselimit"/"startmonthdate", 0 ... 27
+///   link.NAME    dial-up, wifi, adsl, ignore, auto   "links"/NAME, the same words; auto is nothing stored
+///
+/// Threads: any. Errors: an unknown key or a value out of range is EXIT_USAGE, and nothing is changed.
+struct Setting
+{
+    std::string key;
+    std::string value;       ///< in the words of people; what is stored, where that is not understood
+    bool isDefault = false;  ///< nothing is stored
+    std::string problem;     ///< what is wrong with what is stored, for people; empty: nothing
+};
+
+/// One setting.
+Result<Setting> ReadSetting(const std::string& key);
+/// Both period starts and every link that has a rule.
+std::vector<Setting> ReadSettings();
+/// Stores `value` and returns the setting as it then is. The value "default" takes a period start back to
+/// sunday or 1, as "auto" takes back a link's rule.
+Result<Setting> WriteSetting(const std::string& key, const std::string& value);
+
+}  // namespace netinfo
