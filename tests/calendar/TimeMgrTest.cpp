@@ -464,7 +464,7 @@ TEST_F(TimeMgr, AClockWithoutALocalDateHasNoStarts)
 
 TEST_F(TimeMgr, AMidnightOneSecondBefore1970CountsAsFailedAndIs0)
 {
-    Zone::Set("XXX-0:00:01");
+    Zone::Set("ONE-0:00:01");
     TestClock::Reset(0);
 
     EXPECT_EQ(CTimeMgr::GetTodayDate(), 0);
