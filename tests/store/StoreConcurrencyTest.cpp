@@ -83,6 +83,7 @@ TEST_F(ManyThreads, UseOneStoreWhileItIsUpdatedAtFullPace)
         },
     };
     std::vector<std::thread> threads;
+    threads.reserve(uses.size());
     for (const auto& use : uses) {
         threads.emplace_back([&done, &use] {
             while (!done)
