@@ -343,7 +343,8 @@ public:
     }
     ~AsOrdinaryUser()
     {
-        if (m_isOther) EXPECT_EQ(seteuid(0), 0);
+        if (!m_isOther) return;
+        EXPECT_EQ(seteuid(0), 0);
     }
     AsOrdinaryUser(const AsOrdinaryUser&) = delete;
     AsOrdinaryUser& operator=(const AsOrdinaryUser&) = delete;
