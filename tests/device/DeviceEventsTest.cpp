@@ -414,6 +414,39 @@ TEST_F(ConnectState, NeverThrowsForLackOfMemory)
     }
 }
 
+TEST_F(ConnectState, ReadsNoEntryOfAStatusThatRanEmpty)
+{
+    /// Has an entry until it is rewound.
+    class RunningEmpty final : public INetConnectStatus
+    {
+    public:
+        bool MoveFirst() override { return ++m_rewound == 1; }
+        bool MoveNext() override { return false; }
+        const unsigned short* GetProfileName() override { return Entry(); }
+        const unsigned short* GetDeviceName() override { return Entry(); }
+        int GetState() override
+        {
+            Entry();
+            return 0;
+        }
+
+    private:
+        const unsigned short* Entry() const
+        {
+            EXPECT_EQ(m_rewound, 1) << "there is no entry";
+            return nullptr;
+        }
+
+        int m_rewound = 0;
+    };
+    AfterTheFirstEvent();
+    RunningEmpty status;
+
+    m_manager.Report(&status);
+
+    EXPECT_TRUE(FakePlatform::Traces().empty());
+}
+
 TEST_F(ConnectState, HasNoUseForMessages)
 {
     Connect({{"modem", DIALUP}});

@@ -342,9 +342,17 @@ TEST_F(Selection, DecodesANarrowName)
     EXPECT_EQ(AskNarrow("Mod\xC3\xA8le"), (Answer{true, ADSL, "Mod?le"})) << "two bytes of UTF-8 in";
 }
 
+TEST_F(Selection, TakesADeviceWithAnEmptyNameForEveryText)
+{
+    Connect({{"", WIFI}});
+
+    EXPECT_EQ(AskWide("anything"), (Answer{true, WIFI, ""}));
+    EXPECT_EQ(AskNarrow(""), (Answer{true, WIFI, ""}));
+}
+
 TEST_F(Selection, IsNothingForANullText)
 {
-    Connect({{"modem", DIALUP}});
+    Connect({{"", DIALUP}});
 
     EXPECT_EQ(AskNarrow(nullptr), Answer());
     EXPECT_EQ(AskMac(nullptr), Answer());

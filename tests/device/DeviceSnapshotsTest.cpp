@@ -500,6 +500,18 @@ TEST_F(ConnectionList, StaysAsItWasWhereThereIsNone)
     EXPECT_FALSE(m_listed);
 }
 
+TEST_F(ConnectionList, IsNoneWhenListingThrows)
+{
+    FakePlatform::SetDialups({Dialup(9, "a", 0, 0)});
+    FakePlatform::ThrowOnEnumConnections(true);
+    std::vector<CDeviceMgr::MYCONN> conns(3);
+
+    List(conns);
+
+    EXPECT_EQ(conns.size(), 3U);
+    EXPECT_FALSE(m_listed);
+}
+
 TEST_F(ConnectionList, HoldsTheReadableConnectionsInOrder)
 {
     FakeDialup unreadable = Dialup(2, "b", 0, 0);
