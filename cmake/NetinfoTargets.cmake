@@ -24,14 +24,15 @@ function(netinfo_add_room name)
     target_link_libraries(${name} PUBLIC ${ROOM_LINKS} PRIVATE netinfo_flags)
 endfunction()
 
-# netinfo_add_test(NAME targets...): builds NAME.cpp against the targets; each TEST runs in a process of
-# its own, because the plug-in keeps state for the whole process, and in a zone that is not UTC.
+# netinfo_add_test(NAME targets... [LABELS labels...]): builds NAME.cpp against the targets; each TEST runs in a
+# process of its own, because the plug-in keeps state for the whole process, and in a zone that is not UTC.
 function(netinfo_add_test name)
+    cmake_parse_arguments(TEST "" "" "LABELS" ${ARGN})
     add_executable(${name} ${name}.cpp)
-    target_link_libraries(${name} PRIVATE ${ARGN} netinfo_test_support GTest::gmock_main netinfo_flags)
+    target_link_libraries(${name} PRIVATE ${TEST_UNPARSED_ARGUMENTS} netinfo_test_support GTest::gmock_main netinfo_flags)
     # The fakes in the program must come before the platform libraries for the loaded module, too.
     set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
     gtest_discover_tests(${name}
         DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT 120 ENVIRONMENT "TZ=CET-1CEST,M3.5.0,M10.5.0/3")
+        PROPERTIES TIMEOUT 120 ENVIRONMENT "TZ=CET-1CEST,M3.5.0,M10.5.0/3" LABELS "${TEST_LABELS}")
 endfunction()

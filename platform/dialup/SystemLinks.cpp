@@ -1,13 +1,15 @@
 #include "platform/dialup/SystemLinks.h"
 
+#include <dirent.h>
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <utility>
 
 #include <linux/rtnetlink.h>
@@ -23,28 +25,41 @@ constexpr int kLongestLinkName = 15;
 constexpr int kLongestRuling = 16;
 
 /// The whole of one of the kernel's text files; empty if it is not there.
-std::string ReadText(const std::filesystem::path& path)
+std::string ReadText(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+/// The names in a directory that begin with `prefix`, without it. The standard library's own walk would end
+/// the program where memory runs out.
+std::vector<std::string> NamesBehind(const std::string& prefix, const std::string& directory)
+{
+    struct Close
+    {
+        void operator()(DIR* listing) const { closedir(listing); }
+    };
+    const std::unique_ptr<DIR, Close> listing(opendir(directory.c_str()));
+    std::vector<std::string> names;
+    if (!listing) return names;
+
+    while (const dirent* const entry = readdir(listing.get())) {
+        const std::string name = entry->d_name;
+        if (name.starts_with(prefix)) names.push_back(name.substr(prefix.size()));
+    }
+    return names;
+}
+
 LinkFacts ReadFacts(const KernelLink& link)
 {
-    const std::filesystem::path directory = std::filesystem::path("/sys/class/net") / link.name;
-    const Uevent uevent = ParseUevent(ReadText(directory / "uevent"));
-    LinkFacts facts;
-    if (uevent.index != link.index) return facts;  // a namesake in another namespace
+    const std::string directory = "/sys/class/net/" + link.name;
+    const Uevent uevent = ParseUevent(ReadText(directory + "/uevent"));
+    if (uevent.index != link.index) return {};  // a namesake in another namespace
 
-    std::error_code error;
-    facts.wireless = uevent.deviceType == "wlan" || std::filesystem::exists(directory / "phy80211", error);
+    LinkFacts facts;
+    facts.wireless = uevent.deviceType == "wlan" || access((directory + "/phy80211").c_str(), F_OK) == 0;
     facts.wwan = uevent.deviceType == "wwan";
-    constexpr std::string_view kLower = "lower_";
-    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
-         entry.increment(error)) {
-        const std::string name = entry->path().filename();
-        if (name.starts_with(kLower)) facts.lowerNames.push_back(name.substr(kLower.size()));
-    }
+    facts.lowerNames = NamesBehind("lower_", directory);
     return facts;
 }
 

@@ -1,0 +1,489 @@
+// The counters against a real kernel, in network namespaces of the test's own. Needs root and the "ip"
+// command; is skipped with a message where it cannot run.
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <set>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <linux/if_arp.h>
+#include <linux/rtnetlink.h>
+
+#include "platform/dialup/LinkMonitor.h"
+#include "platform/dialup/SystemLinks.h"
+#include "tests/platform/Namespaces.h"
+#include "tests/support/FakePlatform.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/Text.h"
+
+namespace {
+
+using namespace netinfo;
+using namespace std::chrono_literals;
+using nettest::Namespace;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+/// The machine's links, at a time of the test's choice.
+class TimedLinks : public SystemLinks
+{
+public:
+    std::chrono::milliseconds Now() override { return m_now; }
+    void Wait(std::chrono::milliseconds time) { m_now += time; }
+
+private:
+    std::chrono::milliseconds m_now{1'000'000};
+};
+
+class SystemLinksNamespaceTest : public testing::Test
+{
+protected:
+    /// A cable from "wan0" here to "far0" there, with the default route through it.
+    void SetUp() override
+    {
+        if (geteuid() != 0) GTEST_SKIP() << "network namespaces need root";
+        if (std::system("ip -V >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no \"ip\" command";
+        m_here = std::make_unique<Namespace>();
+        m_there = std::make_unique<Namespace>();
+        for (const auto& space : {std::cref(*m_here), std::cref(*m_there)}) {
+            if (space.get().Error() != 0)
+                GTEST_SKIP() << "no namespace: " << std::strerror(space.get().Error());
+        }
+        nettest::FakePlatform::Reset();
+        Cable("wan0", "far0");
+        ASSERT_TRUE(Here("addr add 192.0.2.1/24 dev wan0"));
+        ASSERT_TRUE(Here("route add default via 192.0.2.2"));
+    }
+
+    bool Here(const std::string& arguments) const { return m_here->Ip(arguments); }
+    bool There(const std::string& arguments) const { return m_there->Ip(arguments); }
+
+    /// A pair of links with large frames, one end here and one there, both up.
+    void Cable(const std::string& here, const std::string& there) const
+    {
+        ASSERT_TRUE(Here("link add " + here + " mtu 65535 type veth peer name " + there + " mtu 65535"));
+        // The namespace has no name, so it is told by a process that is in it.
+        int told[2];
+        ASSERT_EQ(0, pipe2(told, O_CLOEXEC));
+        pid_t holder = -1;
+        m_there->Do([&] {
+            holder = fork();
+            if (holder != 0) return;
+            char end = 0;
+            close(told[1]);
+            _exit(static_cast<int>(read(told[0], &end, 1)));
+        });
+        ASSERT_GT(holder, 0);
+        const bool moved = Here("link set " + there + " netns " + std::to_string(holder));
+        close(told[0]);
+        close(told[1]);
+        waitpid(holder, nullptr, 0);
+        ASSERT_TRUE(moved);
+        ASSERT_TRUE(There("link set " + there + " up"));
+        ASSERT_TRUE(Here("link set " + here + " up"));
+    }
+
+    static void Rule(const std::string& linkName, const std::string& ruling)
+    {
+        nettest::FakePlatform::SetSetting("links", linkName, ruling);
+    }
+
+    /// Runs one `ip` command after the other for each number below `count`, which stands for "#".
+    bool HereForEach(int count, const std::string& arguments)
+    {
+        std::string lines;
+        for (int i = 0; i < count; ++i) {
+            std::string line = arguments;
+            lines += line.replace(line.find('#'), 1, std::to_string(i)) + "\n";
+        }
+        const nettest::TempDir directory;
+        nettest::WriteFile(directory.File("batch"), lines);
+        return Here("-batch " + directory.File("batch"));
+    }
+
+    /// The next second's rows, as "/wan0/1/ received sent"; or the error.
+    std::vector<std::string> Rows()
+    {
+        std::vector<PresentedLink> rows;
+        m_source.Wait(1s);
+        int error = 0;
+        m_here->Do([&] { error = m_monitor.ReadRows(rows); });
+        if (error != 0) return {"error " + std::to_string(error)};
+        std::vector<std::string> described;
+        for (const PresentedLink& row : rows) {
+            described.push_back(Described(row.deviceName, row.counters));
+        }
+        return described;
+    }
+    static std::string Described(const std::string& deviceName, const ByteCounters& counters)
+    {
+        return deviceName + " " + std::to_string(counters.received) + " " + std::to_string(counters.sent);
+    }
+    /// The names of the links that are counted, for the host.
+    std::vector<std::string> Counted()
+    {
+        std::optional<std::vector<CountedLink>> counted;
+        m_here->Do([&] { counted = m_monitor.ReadCountedLinks(); });
+        std::vector<std::string> names;
+        for (const CountedLink& link : counted.value()) {
+            names.push_back(link.deviceName);
+        }
+        return names;
+    }
+    std::vector<LinkState> AllLinks()
+    {
+        std::vector<LinkState> links;
+        m_here->Do([&] { links = m_monitor.ReadAllLinks(); });
+        return links;
+    }
+    LinkState StateOf(const std::string& name)
+    {
+        for (const LinkState& link : AllLinks()) {
+            if (link.linkName == name) return link;
+        }
+        ADD_FAILURE() << "no link " << name;
+        return {};
+    }
+
+    /// Adds "up0" on top of wan0 and gives it the default route; wan0 is still the one that is counted.
+    void ExpectCountedBelow(const std::string& link)
+    {
+        if (!Here("link add " + link)) GTEST_SKIP() << "the kernel has no such links";
+        ASSERT_TRUE(Here("link set up0 up"));
+        ASSERT_TRUE(Here("addr add 203.0.113.1/24 dev up0"));
+        ASSERT_TRUE(Here("route add default via 203.0.113.2 metric 5"));
+
+        EXPECT_THAT(Counted(), ElementsAre("/wan0/1/"));
+        EXPECT_EQ("its bytes are counted at wan0", StateOf("up0").reason);
+    }
+
+    std::unique_ptr<Namespace> m_here;
+    std::unique_ptr<Namespace> m_there;
+    TimedLinks m_source;
+    LinkMonitor m_monitor{m_source};
+};
+
+TEST_F(SystemLinksNamespaceTest, CountsWhatTheKernelCounts)
+{
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/1/ 1 1"));
+    for (int second = 0; second < 5; ++second) {
+        const ByteCounters before = m_here->Counters("wan0");
+        const auto rows = Rows();
+        m_here->Send("wan0", 10'000);
+        m_there->Send("far0", 70'000);
+
+        const ByteCounters after = m_here->Counters("wan0");
+        EXPECT_EQ(10'000U, after.sent - before.sent);
+        EXPECT_EQ(70'000U, after.received - before.received);
+        const auto passed = static_cast<unsigned long long>(second) + 1;
+        EXPECT_THAT(Rows(), ElementsAre(Described("/wan0/1/", {1 + 70'000 * passed, 1 + 10'000 * passed})));
+    }
+}
+
+TEST_F(SystemLinksNamespaceTest, CountsFromOneHoweverMuchHasPassed)
+{
+    constexpr std::size_t kFrame = 60'000;
+    m_there->Send("far0", 400'000'000, kFrame);
+    ASSERT_LE(400'000'000U, m_here->Counters("wan0").received);
+
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/1/ 1 1"));
+    m_there->Send("far0", 300'000'000, kFrame);
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/1/ 300000001 1"));
+}
+
+TEST_F(SystemLinksNamespaceTest, BeginsAnewWhenTheLinkGoesDownAndComesUp)
+{
+    m_there->Send("far0", 5'000);
+    Rows();
+    m_there->Send("far0", 5'000);
+    ASSERT_TRUE(Here("link set wan0 down"));
+    EXPECT_THAT(Rows(), IsEmpty());
+    EXPECT_FALSE(StateOf("wan0").up);
+
+    ASSERT_TRUE(Here("link set wan0 up"));
+    ASSERT_TRUE(Here("route add default via 192.0.2.2"));
+    EXPECT_THAT(Counted(), ElementsAre("/wan0/2/"));
+    m_there->Send("far0", 3'000);
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/2/ 3001 1"));
+}
+
+TEST_F(SystemLinksNamespaceTest, SeesACarrierThatFlappedBetweenTwoReads)
+{
+    Rule("wan0", "adsl");
+    Rows();
+    m_there->Send("far0", 5'000);
+    ASSERT_TRUE(There("link set far0 down"));
+    ASSERT_TRUE(There("link set far0 up"));
+    m_there->Send("far0", 4'000);
+
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/2/ 9001 1"));
+}
+
+TEST_F(SystemLinksNamespaceTest, SeesTheFarEndPulled)
+{
+    Rows();
+    ASSERT_TRUE(There("link set far0 down"));
+
+    EXPECT_THAT(Rows(), IsEmpty());
+}
+
+TEST_F(SystemLinksNamespaceTest, BeginsAnewWhenTheLinkIsRenamed)
+{
+    Rule("wan0", "adsl");
+    Rule("line0", "adsl");
+    Rows();
+    m_there->Send("far0", 2'000);
+    Rows();
+    ASSERT_TRUE(Here("link set wan0 down"));
+    ASSERT_TRUE(Here("link set wan0 name line0"));
+    ASSERT_TRUE(Here("link set line0 up"));
+
+    EXPECT_THAT(Rows(), ElementsAre("/line0/2/ 1 1"));
+}
+
+TEST_F(SystemLinksNamespaceTest, CountsByTheDefaultRouteOnly)
+{
+    Cable("lan0", "far1");
+    EXPECT_THAT(Counted(), ElementsAre("/wan0/1/"));
+    EXPECT_EQ("neither hardware nor on the default route", StateOf("lan0").reason);
+
+    ASSERT_TRUE(Here("route del default"));
+    EXPECT_THAT(Counted(), IsEmpty());
+
+    ASSERT_TRUE(Here("addr add 198.51.100.1/24 dev lan0"));
+    ASSERT_TRUE(Here("route add default nexthop via 192.0.2.2 nexthop via 198.51.100.2"));
+    EXPECT_EQ(2U, Counted().size());
+
+    ASSERT_TRUE(Here("route del default"));
+    ASSERT_TRUE(Here("route add default via 192.0.2.2 table 100"));
+    EXPECT_THAT(Counted(), IsEmpty());
+}
+
+TEST_F(SystemLinksNamespaceTest, FindsADefaultRouteOfIpv6)
+{
+    m_here->Do([] { std::ofstream("/proc/sys/net/ipv6/conf/wan0/disable_ipv6") << 0; });
+    ASSERT_TRUE(Here("route del default"));
+    EXPECT_THAT(Counted(), IsEmpty());
+    if (!Here("-6 route add default via fe80::1 dev wan0")) GTEST_SKIP() << "the kernel has no IPv6";
+
+    EXPECT_THAT(Counted(), ElementsAre("/wan0/1/"));
+}
+
+TEST_F(SystemLinksNamespaceTest, FollowsTheRulesOfTheSettings)
+{
+    Cable("lan0", "far1");
+    Rule("wan0", "ignore");
+    Rule("lan0", "WiFi");
+
+    const LinkState wan0 = StateOf("wan0");
+    const LinkState lan0 = StateOf("lan0");
+
+    EXPECT_EQ("ignored by a rule", wan0.reason);
+    EXPECT_TRUE(wan0.ruled);
+    EXPECT_EQ(ConnectionType::Wifi, lan0.type);
+    EXPECT_TRUE(lan0.ruled);
+    EXPECT_EQ("", lan0.reason);
+}
+
+TEST_F(SystemLinksNamespaceTest, CountsABridgedLinkOnce)
+{
+    ASSERT_TRUE(Here("route del default"));
+    ASSERT_TRUE(Here("link add br0 type bridge mcast_snooping 0"));
+    ASSERT_TRUE(Here("link set wan0 master br0"));
+    ASSERT_TRUE(Here("link set br0 up multicast off"));
+    ASSERT_TRUE(Here("addr add 203.0.113.1/24 dev br0"));
+    ASSERT_TRUE(Here("route add default via 203.0.113.2"));
+    EXPECT_THAT(Counted(), ElementsAre("/br0/1/"));
+
+    Rule("wan0", "adsl");
+    EXPECT_THAT(Counted(), ElementsAre("/wan0/2/"));
+    EXPECT_EQ("its bytes are counted at wan0", StateOf("br0").reason);
+
+    Rows();
+    m_there->Send("far0", 30'000);
+    m_here->Send("br0", 2'000);  // floods out of wan0
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/2/ 30001 2001"));
+}
+
+TEST_F(SystemLinksNamespaceTest, CountsAVlanAtItsHardware)
+{
+    ExpectCountedBelow("link wan0 up0 type vlan id 7");
+}
+
+TEST_F(SystemLinksNamespaceTest, CountsAMacvlanAtItsHardware)
+{
+    ExpectCountedBelow("link wan0 up0 type macvlan");
+}
+
+TEST_F(SystemLinksNamespaceTest, FindsTheLowerLinkInTheDeviceTree)
+{
+    bool mounted = false;
+    m_here->Do([&] {
+        mounted = unshare(CLONE_NEWNS) == 0 &&
+                  mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                  mount("here", "/sys", "sysfs", 0, nullptr) == 0;
+    });
+    if (!mounted) GTEST_SKIP() << "no device tree of the namespace's own: " << std::strerror(errno);
+
+    ExpectCountedBelow("up0 type vxlan id 7 dev wan0 dstport 4789");
+}
+
+TEST_F(SystemLinksNamespaceTest, CountsOneEndOfAPairThatIsAllHere)
+{
+    ASSERT_TRUE(Here("link add left0 type veth peer name right0"));
+    ASSERT_TRUE(Here("link set left0 up"));
+    ASSERT_TRUE(Here("link set right0 up"));
+    Rule("left0", "adsl");
+    Rule("right0", "adsl");
+    Rule("wan0", "ignore");
+
+    const auto counted = Counted();
+
+    ASSERT_EQ(1U, counted.size());
+    EXPECT_THAT(Rows().size(), 1U);
+}
+
+TEST_F(SystemLinksNamespaceTest, CountsATunnelOnlyWhereNothingElseIs)
+{
+    const nettest::Tunnel tunnel(*m_here, "tun0");
+    if (!tunnel.IsOpen()) GTEST_SKIP() << "the kernel has no tunnels";
+    ASSERT_TRUE(Here("link set tun0 up"));
+    ASSERT_TRUE(Here("route add default dev tun0 metric 5"));
+    EXPECT_THAT(Counted(), ElementsAre("/wan0/1/"));
+    EXPECT_EQ("its bytes may travel over wan0, which is counted", StateOf("tun0").reason);
+
+    ASSERT_TRUE(Here("link set wan0 down"));
+    EXPECT_THAT(Counted(), ElementsAre("/tun0/2/"));
+}
+
+TEST_F(SystemLinksNamespaceTest, CountsPppAsADialUpConnection)
+{
+    nettest::Tunnel tunnel(*m_here, "ppp0", ARPHRD_PPP);
+    if (!tunnel.IsOpen()) GTEST_SKIP() << "the kernel has no tunnels";
+    ASSERT_TRUE(Here("link set ppp0 up"));
+    std::vector<PresentedLink> connections;
+    for (const unsigned long long received : {1U, 2'001U}) {
+        EXPECT_THAT(Rows(), ElementsAre("/wan0/1/ 1 1"));
+        m_here->Do([&] { EXPECT_EQ(0, m_monitor.ReadConnections(connections)); });
+        ASSERT_EQ(1U, connections.size());
+        EXPECT_EQ("/ppp0/2/", connections[0].deviceName);
+        EXPECT_EQ(received, connections[0].counters.received);
+        tunnel.Receive(2'000);
+    }
+}
+
+TEST_F(SystemLinksNamespaceTest, TellsTheAliasOfALink)
+{
+    ASSERT_TRUE(Here("link set wan0 alias \"the flat's line\""));
+
+    EXPECT_EQ("the flat's line", StateOf("wan0").alias);
+}
+
+TEST_F(SystemLinksNamespaceTest, ReadsHundredsOfLinks)
+{
+    ASSERT_TRUE(HereForEach(500, "link add many# type bridge"));
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/1/ 1 1"));
+    m_there->Send("far0", 1'000);
+
+    EXPECT_EQ(502U, AllLinks().size());  // with loopback and wan0
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/1/ 1001 1"));
+}
+
+TEST_F(SystemLinksNamespaceTest, IsNotDisturbedByLinksThatCome)
+{
+    ASSERT_TRUE(HereForEach(150, "link add many# type bridge"));
+    Rows();
+    std::atomic<bool> done{false};
+    std::thread other([&] {
+        for (int i = 0; i < 60; ++i) {
+            Here("link add other" + std::to_string(i) + " type bridge");
+        }
+        done = true;
+    });
+
+    for (unsigned long long sent = 1'000; !done && !HasFailure(); sent += 1'000) {
+        m_there->Send("far0", 1'000);
+        EXPECT_THAT(Rows(), ElementsAre(Described("/wan0/1/", {1 + sent, 1})));
+    }
+    other.join();
+    EXPECT_EQ(212U, AllLinks().size());
+}
+
+/// The open descriptors of this process.
+std::set<int> Descriptors()
+{
+    std::set<int> open;
+    for (int descriptor = 0; descriptor < 1'024; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) >= 0) open.insert(descriptor);
+    }
+    return open;
+}
+
+TEST_F(SystemLinksNamespaceTest, KeepsOneSocketThatIsClosedOnExec)
+{
+    m_here->Do([] {
+        const std::set<int> before = Descriptors();
+        Netlink netlink;
+        std::vector<std::byte> messages;
+        std::set<int> sockets;
+        for (int i = 0; i < 3; ++i) {
+            ASSERT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
+            EXPECT_THAT(messages, Not(IsEmpty()));
+            for (const int descriptor : Descriptors()) {
+                if (!before.contains(descriptor)) sockets.insert(descriptor);
+            }
+        }
+
+        ASSERT_EQ(1U, sockets.size());
+        EXPECT_EQ(FD_CLOEXEC, fcntl(*sockets.begin(), F_GETFD));
+    });
+}
+
+TEST_F(SystemLinksNamespaceTest, AsksOnASocketOfItsOwnInAForkedChild)
+{
+    m_here->Do([] {
+        Netlink netlink;
+        std::vector<std::byte> messages;
+        ASSERT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
+        const auto expected = ParseLinks(messages).value().size();
+        std::vector<pid_t> children;
+        for (int child = 0; child < 4; ++child) {
+            children.push_back(fork());
+            if (children.back() != 0) continue;
+            for (int i = 0; i < 50; ++i) {
+                if (netlink.Dump(RTM_GETLINK, messages) != 0) _exit(1);
+                const auto links = ParseLinks(messages);
+                if (!links || links->size() != expected) _exit(2);
+            }
+            _exit(0);
+        }
+        for (int i = 0; i < 50; ++i) {
+            EXPECT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
+        }
+        for (const pid_t child : children) {
+            int status = -1;
+            waitpid(child, &status, 0);
+            EXPECT_EQ(0, status);
+        }
+    });
+}
+
+TEST_F(SystemLinksNamespaceTest, SaysWhatTheKernelSaysToAQuestionItDoesNotKnow)
+{
+    m_here->Do([] {
+        Netlink netlink;
+        std::vector<std::byte> messages;
+        EXPECT_EQ(EOPNOTSUPP, netlink.Dump(RTM_GETLINK + 4 * 100, messages));
+        EXPECT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
+    });
+}
+
+}  // namespace
