@@ -60,8 +60,7 @@ bool CMarkupSTL::AddSubDoc(const char* text)
         return pos;
     };
     const ElemPos& root = sub.x_Pos(subRoot);
-    std::string element = sub.m_strDoc.substr(static_cast<std::size_t>(root.startLeft),
-                                              static_cast<std::size_t>(root.endRight - root.startLeft + 1));
+    std::string element(sub.x_Slice(root.startLeft, root.endRight + 1));
     element += LINE_END;
     x_EnsureFree(sub.m_nFreePos - subRoot);
     const int newRoot = x_PlaceElem(std::move(element), moved(root, -root.startLeft), false, false);
@@ -160,10 +159,9 @@ CMarkupSTL::NewPlace CMarkupSTL::x_LocateNew(int parent, int before, int offset,
     }
 
     if (!(flags & LOCATE_KEEP_WHITESPACE) && !intoEmpty) {
+        const char* const text = m_strDoc.c_str();
         int next = place.offset;  // in front of the next tag, behind the line end of the element before
-        if (!x_FindAny(m_strDoc.c_str(), next) || m_strDoc[static_cast<std::size_t>(next)] == '<') {
-            place.offset = next;
-        }
+        if (!x_FindAny(text, next) || text[next] == '<') place.offset = next;
     }
 
     if (before) {
@@ -226,7 +224,7 @@ int CMarkupSTL::x_PlaceElem(std::string text, ElemPos elem, bool insert, bool as
         text.insert(0, LINE_END);
     }
     if (intoEmpty || intoBare) start += static_cast<int>(LINE_END.size());
-    if (!x_Fits(static_cast<std::size_t>(replaced), text.size())) return 0;
+    if (!x_Fits(replaced, text.size())) return 0;
 
     const int element = x_GetFreePos();
     x_DocChange(at, replaced, text);
@@ -273,7 +271,7 @@ bool CMarkupSTL::x_SetAttrib(int element, const char* name, const char* value)
         at = x_IsEmpty(element) ? pos.endLeft : pos.startRight;
         replaced = 0;
     }
-    if (!x_Fits(static_cast<std::size_t>(replaced), text.size())) return false;
+    if (!x_Fits(replaced, text.size())) return false;
 
     const int shift = static_cast<int>(text.size()) - replaced;
     x_DocChange(at, replaced, text);
@@ -301,7 +299,7 @@ bool CMarkupSTL::x_SetData(int element, const char* data, int asCData)
         replaced = 1;
         text = ">" + text + "</" + std::string(x_TagName(element));
     }
-    if (!x_Fits(static_cast<std::size_t>(replaced), text.size())) return false;
+    if (!x_Fits(replaced, text.size())) return false;
 
     const int shift = static_cast<int>(text.size()) - replaced;
     x_DocChange(at, replaced, text);
@@ -323,9 +321,10 @@ int CMarkupSTL::x_RemoveElem(int element)
     const int before = x_PreviousSibling(element);
     (before ? x_Pos(before).next : x_Pos(pos.parent).firstChild) = pos.next;
 
+    const char* const text = m_strDoc.c_str();
     int end = pos.endRight + 1;
     int next = end;
-    if (x_FindAny(m_strDoc.c_str(), next) && m_strDoc[static_cast<std::size_t>(next)] == '<') end = next;
+    if (x_FindAny(text, next) && text[next] == '<') end = next;
     const int length = end - pos.startLeft;
     x_DocChange(pos.startLeft, length, {});
     x_Adjust(element, -length, true);
@@ -363,9 +362,9 @@ void CMarkupSTL::x_DocChange(int at, int replaced, std::string_view text)
     m_strDoc.replace(static_cast<std::size_t>(at), static_cast<std::size_t>(replaced), text);
 }
 
-bool CMarkupSTL::x_Fits(std::size_t replaced, std::size_t added) const
+bool CMarkupSTL::x_Fits(int replaced, std::size_t added) const
 {
-    return m_strDoc.size() - replaced + added <= MAX_LENGTH;
+    return m_strDoc.size() - static_cast<std::size_t>(replaced) + added <= MAX_LENGTH;
 }
 
 int CMarkupSTL::x_PreviousSibling(int element) const

@@ -260,6 +260,11 @@ protected:
     /// The next element behind `after`, or the first in `parent` if that is 0, that `name` matches; else 0.
     int x_FindElem(int parent, int after, const char* name) const;
     std::string_view x_TagName(int element) const;
+    /// The document from `from` up to, but without, `end`.
+    std::string_view x_Slice(int from, int end) const
+    {
+        return {m_strDoc.data() + from, static_cast<std::size_t>(end - from)};
+    }
     std::string x_GetAttrib(int element, const char* name) const;
     std::string x_GetData(int element) const;
     /// The characters from `from` to `to`, both included, with the entities resolved.
@@ -286,7 +291,7 @@ protected:
     void x_Adjust(int element, int shift, bool afterOnly);
     /// Whether the document stays within `MAX_LENGTH` when `replaced` of its bytes give way to `added`
     /// others.
-    bool x_Fits(std::size_t replaced, std::size_t added) const;
+    bool x_Fits(int replaced, std::size_t added) const;
     /// Replaces `replaced` bytes of the document at `at`; the index is not touched.
     void x_DocChange(int at, int replaced, std::string_view text);
 

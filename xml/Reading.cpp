@@ -100,9 +100,7 @@ std::string CMarkupSTL::x_GetData(int element) const
 
     int start = pos.startRight + 1;
     x_FindAny(m_strDoc.c_str(), start);
-    std::string_view content(m_strDoc);
-    content =
-        content.substr(0, static_cast<std::size_t>(pos.endLeft)).substr(static_cast<std::size_t>(start));
+    std::string_view content = x_Slice(start, pos.endLeft);
     if (content.starts_with(CDATA_START)) {
         content.remove_prefix(CDATA_START.size());
         const std::size_t end = content.find(CDATA_END);
@@ -114,9 +112,7 @@ std::string CMarkupSTL::x_GetData(int element) const
 std::string CMarkupSTL::x_TextFromDoc(int from, int to) const
 {
     if (from > to) return {};
-    std::string_view rest(m_strDoc);
-    rest = rest.substr(static_cast<std::size_t>(from), static_cast<std::size_t>(to - from + 1));
-
+    std::string_view rest = x_Slice(from, to + 1);
     std::string out;
     out.reserve(rest.size());
     for (;;) {

@@ -58,7 +58,7 @@ auto WithScript(std::map<std::string, std::vector<int>> script, Call call)
     g_script = std::move(script);
     g_calls.clear();
     g_armed = true;
-    const auto result = call();
+    auto result = call();
     g_armed = false;
     return result;
 }

@@ -39,7 +39,7 @@ IndexedMarkup OnChild(const std::string& text, const char* name)
 std::string Text(const IndexedMarkup& doc)
 {
     EXPECT_EQ(doc.IndexFault(), "");
-    const std::string text = doc.GetDoc();
+    std::string text = doc.GetDoc();
     const IndexedMarkup parsed(text.c_str());
     EXPECT_EQ(doc.Elements(), parsed.Elements()) << text;
     return text;
@@ -405,6 +405,7 @@ TEST(MarkupAddSubDoc, TakesMoreElementsThanTheIndexHasRoomFor)
     EXPECT_TRUE(doc.AddSubDoc(sub.c_str()));
 
     EXPECT_EQ(Text(doc), "<xml><a/>" + sub + "\r\n</xml>");
+    EXPECT_EQ(doc.m_vecPos.size(), 1'004U);  // room taken once, before anything was changed
 }
 
 TEST(MarkupAddSubDoc, RefusesATextThatDoesNotParseAndSaysWhy)
@@ -415,6 +416,8 @@ TEST(MarkupAddSubDoc, RefusesATextThatDoesNotParseAndSaysWhy)
 
     IndexedMarkup doc = In("<xml/>");
     doc.AddSubDoc("<s>");
+    EXPECT_EQ(doc.GetError(), "End tag of s element not found");
+    doc.AddSubDoc("");
     EXPECT_EQ(doc.GetError(), "End tag of s element not found");
 }
 

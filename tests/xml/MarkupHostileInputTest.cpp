@@ -167,7 +167,7 @@ TEST(MarkupHostileInput, RandomMarkupAndRandomOperationsLeaveASoundIndex)
         "]",     "--",       " ",      "=",   "&",           ";",    "&#x41;",  "\xFF",       "\r\n", "<!--",
         "-->",   "<![CDATA", "]]>",    "<a>", "</a>",        "<a/>", "<b ",     "</b>",       "<?",   "?>",
         "<!D [", "n=\"",     " n='1'", "</",  "<b n=\"1\">", "text", "<a></a>", "<b n=1 m/>", "\t",   "\\"};
-    for (unsigned int seed = 0; seed < 3'000; ++seed) {
+    for (unsigned int seed = 0; seed < 2'000; ++seed) {
         std::mt19937 random(seed);
         std::string text = random() % 2 ? "<a>" : "";
         for (unsigned long count = random() % 24; count > 0; --count)
@@ -177,13 +177,14 @@ TEST(MarkupHostileInput, RandomMarkupAndRandomOperationsLeaveASoundIndex)
         IndexedMarkup doc(text.c_str());
         ASSERT_EQ(doc.IndexFault(), "") << "seed " << seed << ": " << text;
         bool parses = doc.IsWellFormed();
-        for (int step = 0; step < 60; ++step) {
+        for (int step = 0; step < 40; ++step) {
             DoAnything(doc, random);
             ASSERT_EQ(doc.IndexFault(), "") << "seed " << seed << ", step " << step << ": " << text;
             parses = parses && doc.IsWellFormed();  // what follows the document element is not looked at
             if (parses) {
                 ASSERT_EQ(doc.Elements(), IndexedMarkup(doc.GetDoc().c_str()).Elements())
-                    << "seed " << seed << ", step " << step << ": " << text << "\n" << doc.GetDoc();
+                    << "seed " << seed << ", step " << step << ": " << text << "\n"
+                    << doc.GetDoc();
             }
         }
     }

@@ -170,8 +170,11 @@ TEST(MarkupNode, IsClassifiedAndPassed)
 
 TEST(MarkupNode, DocumentTypeWithoutItsEndIsNone)
 {
-    TokenPos token("<!DOCTYPE a [ > ");
-    EXPECT_EQ(IndexedMarkup::x_ParseNode(token), IndexedMarkup::NODE_NONE);
+    for (const char* text : {"<!DOCTYPE a [ > ", "<!DOCTYPE a ]>", "<!DOCTYPE a '>"}) {
+        SCOPED_TRACE(text);
+        TokenPos token(text);
+        EXPECT_EQ(IndexedMarkup::x_ParseNode(token), IndexedMarkup::NODE_NONE);
+    }
 }
 
 // --- Documents that parse

@@ -175,6 +175,14 @@ TEST(MarkupGetData, OfTheChildNeedsAChildPosition)
     EXPECT_EQ(doc.GetChildData(), "text");
 }
 
+TEST(MarkupGetData, DoesNotTakeWhatFollowsAnEmptyElement)
+{
+    CMarkupSTL doc = On("<a><b/><![CDATA[text]]></a>");
+    doc.FindChildElem();
+
+    EXPECT_EQ(doc.GetChildData(), "");
+}
+
 TEST(MarkupEntities, AreResolvedOnReading)
 {
     struct Case
