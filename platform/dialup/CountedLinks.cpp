@@ -25,4 +25,11 @@ try {
     return 0;
 }
 
+HandedCounters ReadHandedCounters()
+try {
+    return LinkService::Instance().Ask([](LinkMonitor& monitor) { return monitor.Handed(); });
+} catch (...) {
+    return {};
+}
+
 }  // namespace netinfo

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/common/Export.h"
+#include "platform/dialup/ByteCounters.h"
 
 /// Which of the machine's links are counted, for the host: it reports the same links as devices that the
 /// plug-in's counters (OSDialup.h) speak of, under the same device names.
@@ -50,6 +52,31 @@ struct LinkState
     std::string reason;                  ///< why the link is not counted, a short text; empty if it is
 };
 
+/// What the plug-in was last handed of a counted link.
+struct HandedLink
+{
+    int index;               ///< the kernel's number of the link
+    std::string linkName;    ///< the kernel's name
+    std::string deviceName;  ///< such as "/wlan0/3/"
+    std::string alias;       ///< may be empty
+    ConnectionType type;
+    std::array<unsigned char, 6> address;        ///< of the hardware; zeros if it has none of six bytes
+    std::optional<unsigned int> carrierChanges;  ///< how often the carrier came or went, if the kernel says
+    ByteCounters origin;                         ///< the kernel's count that is handed out as 1
+    ByteCounters handed;                         ///< the kernel's count as last handed out
+};
+
+/// What the plug-in was handed for its last sample, all of one moment.
+struct HandedCounters
+{
+    /// Which hand-out this was: it rises with each, also with one that failed and left `links` as it was. 0:
+    /// there was none yet. Between two readings of the same number the plug-in was handed nothing.
+    unsigned long long number = 0;
+    /// In the order in which the plug-in takes them: rows before dial-up connections, each oldest first. The
+    /// first of a type gives the plug-in's sum of that type its name.
+    std::vector<HandedLink> links;
+};
+
 /// Looks at links, routes and rules anew and returns the links that are up and counted, oldest incarnation
 /// first, which is also the order of the plug-in's rows. Nothing if the kernel could not be read. [any
 /// thread]
@@ -63,5 +90,9 @@ NETINFO_PLATFORM_API std::vector<LinkState> ReadAllLinks();
 /// system call and takes no lock. It moves only when somebody reads: the plug-in does once a second while
 /// anything is connected; before that the host's own reads find the links that came up. [any thread]
 NETINFO_PLATFORM_API unsigned long long LinkGeneration();
+
+/// The kernel's counters behind the plug-in's figures. Asks the kernel nothing; number 0 and no links if
+/// memory ran out. [any thread]
+NETINFO_PLATFORM_API HandedCounters ReadHandedCounters();
 
 }  // namespace netinfo

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/dialup/ByteCounters.h"
+
 /// What the kernel says about the machine's links and routes, read from the bytes of rtnetlink messages.
 ///
 /// Threads: pure functions, any thread.
@@ -16,14 +18,6 @@ namespace netinfo {
 
 using Bytes = std::span<const std::byte>;
 using HardwareAddress = std::array<unsigned char, 6>;
-
-struct ByteCounters
-{
-    unsigned long long received = 0;  ///< bytes
-    unsigned long long sent = 0;      ///< bytes
-
-    friend bool operator==(const ByteCounters&, const ByteCounters&) = default;
-};
 
 /// One link as the kernel describes it.
 struct KernelLink

@@ -49,16 +49,6 @@ bool Continues(const LinkReading& before, const LinkReading& now)
            before.carrierChanges == now.carrierChanges && !Fell(before.raw, now.raw);
 }
 
-/// The raw counters that the plug-in has; those before the first byte if it has none.
-ByteCounters LastHanded(const LinkCounters::Incarnation& incarnation)
-{
-    ByteCounters raw = incarnation.origin;
-    for (const auto direction : kDirections) {
-        if (incarnation.handed.*direction != 0) raw.*direction += incarnation.handed.*direction - 1;
-    }
-    return raw;
-}
-
 /// The presented counter as the last reading has it.
 unsigned long long Presented(const LinkCounters::Incarnation& incarnation,
                              unsigned long long ByteCounters::*direction)
@@ -67,6 +57,15 @@ unsigned long long Presented(const LinkCounters::Incarnation& incarnation,
 }
 
 }  // namespace
+
+ByteCounters LinkCounters::LastHanded(const Incarnation& incarnation)
+{
+    ByteCounters raw = incarnation.origin;
+    for (const auto direction : kDirections) {
+        if (incarnation.handed.*direction != 0) raw.*direction += incarnation.handed.*direction - 1;
+    }
+    return raw;
+}
 
 unsigned int PresentedLink::InRow(unsigned long long counter)
 {
@@ -152,6 +151,7 @@ std::vector<PresentedLink> LinkCounters::HandOut(bool sampling)
         presented.push_back(
             {incarnation.number, incarnation.deviceName, incarnation.link, incarnation.handed});
     }
+    m_handedOut = m_incarnations;
     return presented;
 }
 

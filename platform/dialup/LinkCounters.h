@@ -73,6 +73,11 @@ public:
     };
     const std::vector<Incarnation>& Incarnations() const { return m_incarnations; }
 
+    /// The incarnations as they were last handed out, whatever has been updated since.
+    const std::vector<Incarnation>& HandedOut() const { return m_handedOut; }
+    /// The raw counters that were last handed out; those before the first byte if there were none.
+    static ByteCounters LastHanded(const Incarnation& incarnation);
+
     /// Changes whenever a device name comes or goes.
     unsigned long long Generation() const { return m_generation; }
 
@@ -80,6 +85,7 @@ private:
     void HandOut(ConnectionType type, unsigned long long ByteCounters::*direction, bool sampling);
 
     std::vector<Incarnation> m_incarnations;  ///< ascending numbers
+    std::vector<Incarnation> m_handedOut;
     unsigned int m_lastNumber = 0;
     unsigned long long m_generation = 0;
     bool m_lostSight = false;

@@ -78,6 +78,7 @@ void LinkMonitor::FailHeartbeat(int error)
 {
     m_heartbeat = Heartbeat{error, m_source.Now()};
     m_counters.LoseSight();
+    ++m_handOuts;
 }
 
 std::optional<std::vector<CountedLink>> LinkMonitor::ReadCountedLinks()
@@ -116,6 +117,29 @@ std::vector<LinkState> LinkMonitor::ReadAllLinks()
     return states;
 }
 
+HandedCounters LinkMonitor::Handed() const
+{
+    std::map<int, const KernelLink*> present;
+    for (const KernelLink& link : m_links) {
+        present[link.index] = &link;
+    }
+    HandedCounters handed;
+    handed.number = m_handOuts;
+    for (const bool dialUp : {false, true}) {
+        for (const auto& incarnation : m_counters.HandedOut()) {
+            const LinkReading& link = incarnation.link;
+            if (link.dialUp != dialUp) continue;
+
+            const auto found = present.find(link.index);
+            const std::string alias = found == present.end() ? "" : found->second->alias;
+            handed.links.push_back({link.index, link.name, incarnation.deviceName, alias, link.type,
+                                    link.address, link.carrierChanges, incarnation.origin,
+                                    LinkCounters::LastHanded(incarnation)});
+        }
+    }
+    return handed;
+}
+
 /// Reads the links and brings the counters up to date; routes, device tree and rules are looked at only if
 /// the links are others than before, or with `around`. Changes nothing if it fails.
 int LinkMonitor::Look(bool around)
@@ -152,6 +176,7 @@ LinkMonitor::Heartbeat& LinkMonitor::Current(milliseconds atMost)
         FailHeartbeat(error);
         return *m_heartbeat;
     }
+    ++m_handOuts;
     return m_heartbeat.emplace(Heartbeat{0, now, m_counters.HandOut(Sampling())});
 }
 

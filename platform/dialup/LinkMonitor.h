@@ -56,6 +56,9 @@ public:
     std::optional<std::vector<CountedLink>> ReadCountedLinks();
     std::vector<LinkState> ReadAllLinks();
 
+    /// What the last heartbeat handed to the plug-in.
+    HandedCounters Handed() const;
+
     /// Changes whenever a device name comes or goes.
     unsigned long long Generation() const { return m_counters.Generation(); }
 
@@ -81,6 +84,7 @@ private:
     std::vector<Verdict> m_verdicts;  ///< one for each link
     LinkCounters m_counters;
     std::optional<Heartbeat> m_heartbeat;
+    unsigned long long m_handOuts = 0;  ///< those that failed, too
 };
 
 }  // namespace netinfo

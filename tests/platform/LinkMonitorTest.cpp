@@ -486,4 +486,77 @@ TEST_F(LinkMonitorTest, PacesOnlyAPluginThatSamplesWithoutABreak)
     }
 }
 
+/// What was handed out, as "2: /eth0/1/ 7000..7100 300..310", the number of the hand-out first.
+std::string Handed(const LinkMonitor& monitor)
+{
+    const HandedCounters handed = monitor.Handed();
+    std::string text = std::to_string(handed.number) + ":";
+    for (const HandedLink& link : handed.links) {
+        text += " " + link.deviceName;
+        text += " " + std::to_string(link.origin.received) + ".." + std::to_string(link.handed.received);
+        text += " " + std::to_string(link.origin.sent) + ".." + std::to_string(link.handed.sent);
+    }
+    return text;
+}
+
+TEST_F(LinkMonitorTest, TellsTheKernelsCountersBehindWhatWasHandedOut)
+{
+    m_machine.Hardware("eth0").counters = ByteCounters{7'000, 300};
+    EXPECT_EQ("0:", Handed(m_monitor));
+
+    Rows();
+    EXPECT_EQ("1: /eth0/1/ 7000..7000 300..300", Handed(m_monitor));
+
+    m_machine.Transfer("eth0", 100, 10);
+    m_machine.Wait(1s);
+    CountedNames();
+    EXPECT_EQ("1: /eth0/1/ 7000..7000 300..300", Handed(m_monitor)) << "the host's look hands out nothing";
+
+    Rows();
+    EXPECT_EQ("2: /eth0/1/ 7000..7100 300..310", Handed(m_monitor));
+}
+
+TEST_F(LinkMonitorTest, TellsWhatWasHandedOutEvenWhenTheLinkHasGone)
+{
+    m_machine.Hardware("eth0");
+    m_machine.Hardware("eth1");
+    Rows();
+    m_machine.SetUp("eth0", false);
+    CountedNames();
+
+    EXPECT_EQ("1: /eth0/1/ 0..0 0..0 /eth1/2/ 0..0 0..0", Handed(m_monitor));
+    m_machine.Wait(1s);
+    Rows();
+    EXPECT_EQ("2: /eth1/3/ 0..0 0..0", Handed(m_monitor));
+}
+
+TEST_F(LinkMonitorTest, CountsAHandOutThatFailedAndKeepsTheLastOne)
+{
+    m_machine.Hardware("eth0");
+    Rows();
+    m_machine.linkError = EIO;
+    m_machine.Wait(1s);
+    Rows();
+
+    EXPECT_EQ("2: /eth0/1/ 0..0 0..0", Handed(m_monitor));
+}
+
+TEST_F(LinkMonitorTest, TellsHandedLinksInTheOrderOfThePluginsSum)
+{
+    m_machine.Ppp("ppp0");
+    m_machine.Hardware("eth0").alias = "uplink";
+    m_machine.Link("eth0").address = {2, 0, 0, 0, 0, 7};
+    m_machine.Link("eth0").carrierChanges = 5;
+    Rows();
+
+    const HandedCounters handed = m_monitor.Handed();
+    ASSERT_EQ(2U, handed.links.size());
+    EXPECT_EQ("/eth0/2/", handed.links[0].deviceName);
+    EXPECT_EQ("uplink", handed.links[0].alias);
+    EXPECT_EQ(ConnectionType::Adsl, handed.links[0].type);
+    EXPECT_EQ((HardwareAddress{2, 0, 0, 0, 0, 7}), handed.links[0].address);
+    EXPECT_EQ(5U, handed.links[0].carrierChanges);
+    EXPECT_EQ("/ppp0/1/", handed.links[1].deviceName);
+}
+
 }  // namespace
