@@ -62,7 +62,7 @@ bool CStatistic::DeregisterCallbackEvent(INetInfoEvent* p)
         const JMutexLock lock(m_mtxEvent);
         const bool bRemoved = m_setEvent.erase(p) != 0;
         HELD_MUTEX held{m_mtxEvent};
-        while (m_pCalled == p && !OnHeartBeatThread())
+        while (p && m_pCalled == p && !OnHeartBeatThread())
             m_cvCalled.wait(held);
         return bRemoved;
     } catch (...) {

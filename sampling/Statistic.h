@@ -18,7 +18,7 @@ class CDeviceMgr;
 
 /// Turns the raw byte counters of the live connections into increments, speeds and running totals, once a
 /// second; hands every increment to the store, opens a record for every new connection and tells the
-/// listeners what changed. docs/sampling.md tells how, with numbers.
+/// listeners what changed.
 ///
 /// Threads:   sampling and notifications run on the heartbeat thread, everything else on host threads, on
 ///            several at once if the host likes. Locks nest in this order: heartbeat receivers,

@@ -397,8 +397,7 @@ TEST_F(HeartBeat, IsGivenUpAfterFiveSecondsAndLeavesNothingForItsThreadToTouch)
     EXPECT_EQ(FakePlatform::TraceCount("CHeartBeat::Thread() stopped"), 0);
 
     leave.set_value();  // the late call returns into freed memory, were there any to return into
-    EXPECT_TRUE(
-        Eventually([] { return FakePlatform::TraceCount("CHeartBeat::Thread() stopped") == 1; }));
+    EXPECT_TRUE(Eventually([] { return FakePlatform::TraceCount("CHeartBeat::Thread() stopped") == 1; }));
     beat.wait();
 }
 

@@ -14,7 +14,7 @@ struct FakeRow
     std::string description;    ///< from 256 bytes on it fills its field without a terminator
     unsigned int received = 0;  ///< bytes
     unsigned int sent = 0;      ///< bytes
-    std::string mac;            ///< 12 hexadecimal digits; empty: all zero
+    std::string mac{};          ///< 12 hexadecimal digits; empty: all zero
 };
 
 /// A scripted dial-up connection.
