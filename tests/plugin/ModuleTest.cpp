@@ -1,0 +1,171 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "plugin/HostInterfaces.h"
+#include "tests/support/FakeHost.h"
+#include "tests/support/FakePlatform.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TestClock.h"
+#include "tests/support/Text.h"
+
+// The module as a container loads it. This program links none of its rooms; the platform functions that it
+// defines take the place of the platform libraries'.
+
+namespace {
+
+using nettest::FakePlatform;
+using nettest::ReadFile;
+using nettest::TestClock;
+
+constexpr int WIFI = 1;
+constexpr std::time_t START = 1'700'000'000;
+
+struct Module : testing::Test
+{
+    Module()
+    {
+        TestClock::Reset(START);
+        FakePlatform::Reset();
+        FakePlatform::SetUserDataDirectory(directory.Path() + "/");
+        connections.SetDevices({{.name = "wlan0", .type = WIFI}});
+        FakePlatform::SetRows({{.description = "wlan0", .received = 1000, .sent = 500}});
+        handle = dlopen(NETINFO_MODULE, RTLD_NOW | RTLD_LOCAL);
+        if (!handle) ADD_FAILURE() << dlerror();
+    }
+
+    template <class FUNCTION>
+    FUNCTION* Find(const char* name)
+    {
+        void* const symbol = dlsym(handle, name);
+        EXPECT_TRUE(symbol) << name;
+        return reinterpret_cast<FUNCTION*>(symbol);
+    }
+    IBasePlugin* Create() { return Find<IBasePlugin*()>("CreatePlugin")(); }
+    void ReleaseIt() { Find<void()>("ReleasePlugin")(); }
+
+    /// Closes the module; true if it has left the process with that.
+    bool Close()
+    {
+        dlclose(handle);
+        handle = dlopen(NETINFO_MODULE, RTLD_LAZY | RTLD_NOLOAD);
+        return !handle;
+    }
+    IBasePlugin* CreateConnected()
+    {
+        IBasePlugin* const plugin = Create();
+        plugin->SetPluginContainer(&container);
+        plugin->Init();
+        connections.Report({{.device = "wlan0", .profile = "profile", .state = 1}});
+        EXPECT_TRUE(TestClock::Poll());
+        EXPECT_TRUE(TestClock::Beat());
+        return plugin;
+    }
+
+    nettest::TempDir directory;
+    nettest::FakeConnectionManager connections;
+    nettest::FakeDeviceManager deviceManager;
+    nettest::FakeContainer container{&connections, &deviceManager};
+    void* handle = nullptr;
+};
+
+TEST_F(Module, IsNamedWithoutAPrefix)
+{
+    EXPECT_EQ(std::filesystem::path(NETINFO_MODULE).filename(), "NetInfoSrvPlugin.so");
+}
+
+TEST_F(Module, CountsFromLoadingToUnloading)
+{
+    IBasePlugin* const plugin = CreateConnected();
+    EXPECT_EQ(plugin->GetVersion(), 0x101);
+    IBaseInterface* face = nullptr;
+    ASSERT_TRUE(plugin->QueryInterface(NETINFO_INTERFACE_SERVICE, &face));
+    FakePlatform::SetRowCounters("wlan0", 1100, 510);
+    ASSERT_TRUE(TestClock::Beat());
+
+    nis::SNAPSHOT snapshot;
+    static_cast<INetInfoService*>(face)->GetSnapShot(snapshot, WIFI);
+    EXPECT_EQ(snapshot.ullDL, 100U);
+    EXPECT_EQ(snapshot.clkTime, START + 2);
+    ASSERT_TRUE(plugin->QueryInterface(NETINFO_INTERFACE_RECORD, &face));
+    IConnRecord* const records = static_cast<INetInfoRecord*>(face)->GetAllConnRecord();
+    ASSERT_TRUE(records);
+    EXPECT_STREQ(records->GetAPN(), "profile");
+    EXPECT_STREQ(records->GetDownloadData(), "100");
+    records->Release();
+
+    plugin->OnDestroy();
+    ReleaseIt();
+    EXPECT_NE(ReadFile(directory.File("NetInfo.dat")).find("downloaded=\"100\""), std::string::npos);
+    EXPECT_EQ(connections.Listeners(), 0U);
+    EXPECT_TRUE(Close());
+}
+
+TEST_F(Module, TakesThePlatformFromTheProgram)
+{
+    IBasePlugin* const plugin = CreateConnected();
+
+    EXPECT_GT(FakePlatform::IfTableReads(), 0);
+    EXPECT_EQ(FakePlatform::TraceCount("CHeartBeat::Thread() started"), 1);
+    EXPECT_TRUE(std::filesystem::exists(directory.File("NetInfo.dat")));  // in the program's directory
+
+    plugin->OnDestroy();
+    ReleaseIt();
+    EXPECT_EQ(FakePlatform::TraceCount("CHeartBeat::Thread() stopped"), 1);
+    EXPECT_EQ(FakePlatform::Unreleased(), 0);
+}
+
+TEST_F(Module, CanBeLoadedAgain)
+{
+    for (int time = 0; time < 3; ++time) {
+        IBasePlugin* const plugin = CreateConnected();
+        plugin->OnDestroy();
+        ReleaseIt();
+        EXPECT_TRUE(Close());
+        handle = dlopen(NETINFO_MODULE, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_TRUE(handle);
+    }
+}
+
+TEST_F(Module, StaysLoadedUnderAnEngineThatWasNotDestroyed)
+{
+    CreateConnected();
+    ReleaseIt();
+
+    EXPECT_FALSE(Close());
+
+    const int reads = FakePlatform::IfTableReads();
+    ASSERT_TRUE(TestClock::Beat());  // the heartbeat runs on in its code
+    EXPECT_GT(FakePlatform::IfTableReads(), reads);
+}
+
+TEST_F(Module, ShowsItsIdentityAndTheNamesOfItsDataFile)
+{
+    EXPECT_STREQ(*Find<const char* const>("MYCLSID"), "3F2A9C71-6D4B-4c8e-A1E5-7B90C2D4E613");
+    EXPECT_STREQ(*Find<const char* const>("PLUGIN_NAME"), "NetInfoSrvPlugin");
+    EXPECT_STREQ(*Find<const char* const>("LABEL_MAIN"), "xml");
+    EXPECT_STREQ(*Find<const char* const>("ATTRIB_CONNECTEDTIME"), "Lastcntime");
+}
+
+TEST_F(Module, LendsItsTypedValues)
+{
+    auto* const convert = Find<unsigned long long(unsigned long long*, const unsigned char*, unsigned int)>(
+        "_Z14dsatutil_atollPyPKhj");
+    ASSERT_TRUE(convert);
+    unsigned long long value = 0;
+    const unsigned char text[] = "1g";
+    EXPECT_EQ(convert(&value, text, 16), 1U);
+    EXPECT_TRUE(dlsym(handle, "_ZTV7NUMERIC"));
+    EXPECT_TRUE(dlsym(handle, "_ZTI5RANGE"));
+}
+
+TEST_F(Module, HidesEverythingElse)
+{
+    for (const char* const name :
+         {"_ZN10CStatisticD1Ev", "_ZN14CNetInfoPluginC1Ev", "_Z8getclockv", "_Z9PinModulev"})
+        EXPECT_FALSE(dlsym(handle, name)) << name;
+}
+
+}  // namespace
