@@ -1,0 +1,59 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+namespace netinfo {
+
+/// Days and periods of local time.
+///
+/// Threads: any, where the time zone is not changed meanwhile.
+/// Units:   moments are seconds since 1970-01-01 00:00 UTC; days are local dates.
+
+using Day = std::chrono::year_month_day;
+
+enum class Period
+{
+    Hour,
+    Day,
+    Week,
+    Month,
+    Year
+};
+
+/// On which days weeks and months begin.
+struct PeriodStarts
+{
+    unsigned weekday = 0;   ///< 0 Sunday ... 6 Saturday
+    unsigned monthDay = 1;  ///< 1 ... 28
+
+    bool operator==(const PeriodStarts&) const = default;
+};
+
+/// A time as local clocks show it.
+struct ClockTime
+{
+    Day day{};
+    unsigned hour = 0;
+    unsigned minute = 0;
+    unsigned second = 0;
+
+    bool operator==(const ClockTime&) const = default;
+};
+
+/// What local clocks show at `moment`.
+ClockTime ShownAt(long long moment);
+/// The moment at which local clocks show `time`, the earlier of two; none if they skip it.
+std::optional<long long> MomentOf(const ClockTime& time);
+
+/// The first moment of the day; of the next one if clocks skip the whole of it.
+long long StartOf(Day day);
+/// The day that many days later, or earlier.
+Day Plus(Day day, int days);
+
+/// The first day of the period (a day or longer) in which `day` lies, and of those before and after it.
+Day FirstDayOf(Period period, Day day, const PeriodStarts& starts);
+Day FirstDayBefore(Period period, Day firstDay, const PeriodStarts& starts);
+Day FirstDayAfter(Period period, Day firstDay, const PeriodStarts& starts);
+
+}  // namespace netinfo

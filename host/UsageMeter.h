@@ -1,0 +1,90 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/TrafficType.h"
+#include "host/UsageLedger.h"
+#include "platform/dialup/CountedLinks.h"
+
+namespace netinfo {
+
+/// The plug-in's running total of one connection type.
+struct TypeTotal
+{
+    bool connected = false;  ///< the plug-in samples a connection of the type
+    ByteCounters bytes;      ///< since the connection was first seen
+};
+
+/// The plug-in's totals and the kernel's counters behind them, of one sample.
+struct TrafficSample
+{
+    HandedCounters handed;
+    std::array<TypeTotal, TRAFFIC_TYPES.size()> totals{};  ///< in the order of TRAFFIC_TYPES
+};
+
+/// One moment on two clocks.
+struct MeterTime
+{
+    long long wall = 0;  ///< seconds since 1970; may be set forward and back
+    long long boot = 0;  ///< nanoseconds since the machine started, those asleep included
+};
+
+/// Turns the plug-in's running totals into additions to the ledger, so that each byte is added once.
+///
+/// How much is added is what the plug-in's total grew by, or all of a total that began anew. Which link it is
+/// added to, and where a total stands for less or more than the links moved, the kernel's counters behind the
+/// total say: no link gets more than its counter grew by, so the byte with which a presented counter begins
+/// stays out; and what a link moved while the plug-in was not counting, in a pause or between two runs of the
+/// host, is added as recovered. docs/usage-ledger.md tells it with numbers.
+///
+/// Threads: one. Ownership: nothing is kept but values. Errors: none but for memory.
+class UsageMeter
+{
+public:
+    /// `boot` identifies the run of the kernel; `marks` are those that the last run of the host left.
+    UsageMeter(std::string boot, const std::vector<LinkMark>& marks);
+
+    /// The additions to the ledger since the previous sample.
+    std::vector<UsageRow> Take(const TrafficSample& sample, MeterTime now);
+
+    /// How far each link's traffic has been added: to be committed together with the additions.
+    std::vector<LinkMark> Marks() const;
+
+private:
+    /// A link whose traffic is being added.
+    struct Link
+    {
+        LinkMark mark;
+        bool carrierKnown = false;  ///< the kernel tells of carrier changes
+        bool resumed = false;       ///< left by the last run and not met yet
+        bool followed = false;      ///< its counter has been followed up to the mark
+        bool trusted = true;        ///< nothing speaks against the plug-in's counting it
+        bool proven = false;        ///< the plug-in was seen to count it
+    };
+    /// A connection type's total, as of the previous sample.
+    struct Type
+    {
+        bool connected = false;
+        std::string name;  ///< of the device that gives the total its name
+        ByteCounters total;
+        long long timed = 0;    ///< up to which connected seconds were added; boot clock, nanoseconds
+        unsigned behind = 0;    ///< samples in a row that left the total behind the links
+        bool doubtful = false;  ///< it does not count all of the links that it seems to
+    };
+    struct Share;
+
+    void Forget(const std::vector<HandedLink>& handed);
+    Link& Follow(const HandedLink& handed);
+    void TakeType(std::size_t index, const TrafficSample& sample, MeterTime now, std::vector<UsageRow>& rows);
+    void Settle(Type& type, std::vector<Share>& shares, bool begun);
+
+    const std::string m_boot;
+    std::map<int, Link> m_links;  ///< by the kernel's number
+    std::array<Type, TRAFFIC_TYPES.size()> m_types{};
+};
+
+}  // namespace netinfo
