@@ -212,6 +212,7 @@ int CMarkupSTL::x_PlaceElem(std::string text, ElemPos elem, bool insert, bool as
     const bool intoEmpty = parent && x_IsEmpty(parent);
     const bool intoBare = parent && x_Pos(parent).startRight + 1 == x_Pos(parent).endLeft;
     const std::string parentTag = intoEmpty ? std::string(x_TagName(parent)) : "";
+    if (intoEmpty && !x_CanOpen(parent)) return 0;
     int at = place.offset;
     int replaced = 0;
     int start = at;
@@ -292,6 +293,7 @@ bool CMarkupSTL::x_SetData(int element, const char* data, int asCData)
     ElemPos& pos = x_Pos(element);
     const bool isEmpty = x_IsEmpty(element);
     const int tagLength = static_cast<int>(x_TagName(element).size());
+    if (isEmpty && !x_CanOpen(element)) return false;
     int at = pos.startRight + 1;
     int replaced = pos.endLeft - at;
     if (isEmpty) {

@@ -250,6 +250,9 @@ protected:
     const ElemPos& x_Pos(int element) const { return m_vecPos[static_cast<std::size_t>(element)]; }
     /// Whether the element is written `<a/>`.
     bool x_IsEmpty(int element) const { return x_Pos(element).startRight == x_Pos(element).endRight; }
+    /// Whether an empty element can be opened into `<a>...</a>`: `<a//>` would leave its other slash in front
+    /// of the '>' and still be empty to the parser.
+    bool x_CanOpen(int element) const { return m_strDoc.c_str()[x_Pos(element).endLeft - 1] != '/'; }
     /// Whether `position`, one of the cursor's, is an element that navigation has reached.
     bool x_IsReached(int position) const { return position && m_nNodeType == NODE_ELEMENT; }
     /// The element that starts next behind `element`'s start tag, or with `intoChildren` false behind its

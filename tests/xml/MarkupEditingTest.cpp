@@ -246,6 +246,15 @@ TEST(MarkupAddElem, ClearsTheChildPosition)
     EXPECT_EQ(doc.m_nNodeType, 1);
 }
 
+// With one of its slashes left it would still be empty to the parser, and its end tag one too many.
+TEST(MarkupAddElem, RefusesToOpenAnElementThatEndsInTwoSlashes)
+{
+    ExpectRefused(In("<xml//>"), [](auto& doc) { return doc.AddElem("a"); });
+    ExpectRefused(On("<xml//>"), [](auto& doc) { return doc.AddChildElem("a"); });
+    ExpectRefused(In("<xml//>"), [](auto& doc) { return doc.AddSubDoc("<a/>"); });
+    ExpectRefused(On("<xml//>"), [](auto& doc) { return doc.SetData("text"); });
+}
+
 TEST(MarkupAddElem, OpensParentsOfOddNames)
 {
     for (const auto& [before, after] :
