@@ -16,7 +16,7 @@
 
 #include "host/DataLock.h"
 #include "host/Json.h"
-#include "tests/host/Program.h"
+#include "tests/support/Program.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/Text.h"
 

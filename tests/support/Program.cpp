@@ -1,4 +1,4 @@
-#include "tests/host/Program.h"
+#include "tests/support/Program.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,0 +1,360 @@
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/Program.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/Text.h"
+
+// `netinfo run` in a network namespace of its own, with the far ends of its links in a second one: what it
+// counts is held against the kernel's own counters. Needs root; real time passes here, but nothing is timed.
+
+namespace {
+
+using Json = nlohmann::json;
+using nettest::Program;
+
+struct Traffic
+{
+    unsigned long long received = 0;  ///< bytes
+    unsigned long long sent = 0;      ///< bytes
+};
+
+Traffic operator-(const Traffic& left, const Traffic& right)
+{
+    return {left.received - right.received, left.sent - right.sent};
+}
+
+Traffic operator+(const Traffic& left, const Traffic& right)
+{
+    return {left.received + right.received, left.sent + right.sent};
+}
+
+bool Shell(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
+
+/// A network namespace; gone, with the links in it, at the end of its scope.
+class Namespace
+{
+public:
+    explicit Namespace(const std::string& name) : m_name(name + "-" + std::to_string(getpid()))
+    {
+        m_made = Shell("ip netns add " + m_name);
+        // The only traffic is the test's own.
+        Do([] { std::ofstream("/proc/sys/net/ipv6/conf/all/disable_ipv6") << 1; });
+        Do([] { std::ofstream("/proc/sys/net/ipv6/conf/default/disable_ipv6") << 1; });
+    }
+    ~Namespace() { Shell("ip netns del " + m_name); }
+    Namespace(const Namespace&) = delete;
+    Namespace& operator=(const Namespace&) = delete;
+
+    bool Made() const { return m_made; }
+    const std::string& Name() const { return m_name; }
+    bool Ip(const std::string& words) const { return Shell("ip -n " + m_name + " " + words); }
+
+    /// Does `work` on a thread that stands in the namespace.
+    void Do(const std::function<void()>& work) const
+    {
+        std::thread([&] {
+            const int space = open(("/run/netns/" + m_name).c_str(), O_RDONLY | O_CLOEXEC);
+            if (space < 0) return;
+            if (setns(space, CLONE_NEWNET) == 0) work();
+            close(space);
+        }).join();
+    }
+
+    /// The kernel's counters of a link.
+    Traffic Count(const std::string& link) const
+    {
+        Traffic traffic;
+        Do([&] {
+            std::ifstream table("/proc/thread-self/net/dev");
+            for (std::string line; std::getline(table, line);) {
+                const auto colon = line.find(':');
+                if (colon == std::string::npos) continue;
+                if (line.substr(line.find_first_not_of(' '), colon - line.find_first_not_of(' ')) != link)
+                    continue;
+                std::istringstream numbers(line.substr(colon + 1));
+                unsigned long long other = 0;
+                numbers >> traffic.received;
+                for (int i = 0; i < 7; ++i)
+                    numbers >> other;
+                numbers >> traffic.sent;
+            }
+        });
+        return traffic;
+    }
+
+    /// Sends datagrams with so many bytes of payload in all.
+    void Send(const std::string& address, unsigned long long bytes, std::size_t datagram = 10'000) const
+    {
+        Do([&] {
+            const int udp = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+            sockaddr_in to{};
+            to.sin_family = AF_INET;
+            to.sin_port = htons(9);
+            inet_pton(AF_INET, address.c_str(), &to.sin_addr);
+            const std::vector<char> payload(datagram);
+            for (unsigned long long sent = 0; sent < bytes; sent += datagram) {
+                sendto(udp, payload.data(), payload.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                       sizeof to);
+            }
+            close(udp);
+        });
+    }
+
+private:
+    std::string m_name;
+    bool m_made = false;
+};
+
+class NetworkTraffic : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (geteuid() != 0) GTEST_SKIP() << "network namespaces need root";
+        if (!m_machine.Made() || !m_far.Made()) GTEST_SKIP() << "no network namespace can be made here";
+    }
+
+    /// A link to the far side, down as yet. `number` 1 to 9 gives it the addresses 10.77.<number>.1 and .2.
+    void AddLink(const std::string& name, int number)
+    {
+        const std::string n = std::to_string(number);
+        ASSERT_TRUE(Shell("ip link add " + name + " mtu 60000 address 02:00:00:00:00:1" + n + " netns " +
+                          m_machine.Name() + " type veth peer name " + name +
+                          " mtu 60000 address 02:00:00:00:00:2" + n + " netns " + m_far.Name()));
+        ASSERT_TRUE(m_machine.Ip("addr add 10.77." + n + ".1/24 dev " + name));
+        ASSERT_TRUE(m_far.Ip("addr add 10.77." + n + ".2/24 dev " + name));
+        ASSERT_TRUE(m_far.Ip("link set " + name + " up"));
+    }
+
+    void Up(const std::string& link, int number)
+    {
+        const std::string n = std::to_string(number);
+        ASSERT_TRUE(m_machine.Ip("link set " + link + " up"));
+        ASSERT_TRUE(
+            m_machine.Ip("neigh replace 10.77." + n + ".2 lladdr 02:00:00:00:00:2" + n + " dev " + link));
+        ASSERT_TRUE(m_far.Ip("neigh replace 10.77." + n + ".1 lladdr 02:00:00:00:00:1" + n + " dev " + link));
+    }
+
+    void Down(const std::string& link) { ASSERT_TRUE(m_machine.Ip("link set " + link + " down")); }
+
+    /// Moves bytes both ways over the link with that number.
+    void Transfer(int number, unsigned long long received, unsigned long long sent) const
+    {
+        m_far.Send("10.77." + std::to_string(number) + ".1", received);
+        m_machine.Send("10.77." + std::to_string(number) + ".2", sent);
+    }
+
+    Program Netinfo(const std::string& rules)
+    {
+        nettest::WriteFile(m_directory.File("DataUsageLimit.ini"), "[links]\n" + rules);
+        return Program(
+            {"/bin/sh", "-c", "exec ip netns exec " + m_machine.Name() + " " NETINFO_PROGRAM " run --json"},
+            {{"NETINFO_DATA_DIR", m_directory.Path()},
+             {"NETINFO_CONFIG_DIR", m_directory.Path()},
+             {"XDG_STATE_HOME", m_directory.Path()}});
+    }
+
+    /// The newest line about `type`; null if there is none as yet.
+    static Json Newest(const Program& program, const std::string& type)
+    {
+        Json newest;
+        std::istringstream lines(program.Text());
+        for (std::string line; std::getline(lines, line);) {
+            if (lines.eof()) break;  // not whole yet
+            const Json json = Json::parse(line, nullptr, false);
+            if (json.is_object() && json.value("type", "") == type) newest = json;
+        }
+        return newest;
+    }
+
+    /// Reads on until the newest line about `type` says so; false if the program falls silent first.
+    static bool Becomes(Program& program, const std::string& type, bool connected)
+    {
+        for (;;) {
+            const Json newest = Newest(program, type);
+            if (newest.is_object() && newest["connected"] == connected) return true;
+            if (!program.WaitFor("\n")) return false;
+        }
+    }
+
+    /// Reads on until the total since the reset has reached `expected`, and returns it.
+    static Traffic SinceReset(Program& program, const std::string& type, const Traffic& expected)
+    {
+        for (;;) {
+            const Json newest = Newest(program, type);
+            Traffic total;
+            if (newest.is_object()) {
+                total = {newest["since_reset"]["downloaded"], newest["since_reset"]["uploaded"]};
+            }
+            if (total.received >= expected.received && total.sent >= expected.sent) return total;
+            if (!program.WaitFor("\n")) return total;
+        }
+    }
+
+    /// A number of the saved file: attribute `name` of the `since` element of a type.
+    unsigned long long Saved(const std::string& label, const std::string& name) const
+    {
+        const std::string file = nettest::ReadFile(m_directory.File("NetInfo.dat"));
+        const auto transfer = file.find("<transfer type=\"" + label + "\"");
+        const auto since = file.find("<since", transfer);
+        const auto value = file.find(" " + name + "=\"", since);
+        if (value == std::string::npos) return 0;
+        return std::strtoull(file.c_str() + value + name.size() + 3, nullptr, 10);
+    }
+
+    Namespace m_machine{"netinfo-test"};
+    Namespace m_far{"netinfo-far"};
+    nettest::TempDir m_directory;
+};
+
+/// `counted` is `expected`, but for one byte each way for every time that a counter began while another
+/// connection was up.
+void ExpectTraffic(const Traffic& counted, const Traffic& expected, unsigned long long beginnings)
+{
+    EXPECT_GE(counted.received, expected.received);
+    EXPECT_LE(counted.received, expected.received + beginnings);
+    EXPECT_GE(counted.sent, expected.sent);
+    EXPECT_LE(counted.sent, expected.sent + beginnings);
+}
+
+TEST_F(NetworkTraffic, EqualsTheKernelsCountWhileLinksComeAndGo)
+{
+    // Given a link with more on its counter than 31 bits hold, from before it is counted.
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth2", 2));
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+    m_far.Send("10.77.1.1", 2'200'000'000, 50'000);
+    const Traffic before = m_machine.Count("eth1");
+    ASSERT_GT(before.received, 2'200'000'000U);
+
+    Program program = Netinfo("eth1=adsl\neth2=wifi\n");
+    ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+
+    // A transfer over it counts whole, and nothing else does.
+    Transfer(1, 10'000'000, 1'000'000);
+    Traffic expected = m_machine.Count("eth1") - before;
+    ASSERT_GT(expected.received, 10'000'000U);
+    ExpectTraffic(SinceReset(program, "adsl", expected), expected, 0);
+
+    // A second link of another type joins; each counts its own.
+    ASSERT_NO_FATAL_FAILURE(Up("eth2", 2));
+    ASSERT_TRUE(Becomes(program, "wifi", true));
+    const Traffic joined = m_machine.Count("eth2");
+    Transfer(2, 3'000'000, 500'000);
+    Transfer(1, 2'000'000, 20'000);
+    expected = m_machine.Count("eth1") - before;
+    ExpectTraffic(SinceReset(program, "adsl", expected), expected, 0);
+    const Traffic second = m_machine.Count("eth2") - joined;
+    ExpectTraffic(SinceReset(program, "wifi", second), second, 1);
+
+    // The first goes down, and comes up again with its old counter; then it goes for good.
+    ASSERT_NO_FATAL_FAILURE(Down("eth1"));
+    ASSERT_TRUE(Becomes(program, "adsl", false));
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+    ASSERT_TRUE(Becomes(program, "adsl", true));
+    Transfer(1, 4'000'000, 40'000);
+    expected = m_machine.Count("eth1") - before;
+    ExpectTraffic(SinceReset(program, "adsl", expected), expected, 1);
+    ASSERT_TRUE(m_machine.Ip("link del eth1"));
+    ASSERT_TRUE(Becomes(program, "adsl", false));
+
+    // Ctrl-C saves it all.
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Wait(), 0) << program.Errors();
+    ExpectTraffic({Saved("ADSL", "downloaded"), Saved("ADSL", "uploaded")}, expected, 1);
+    ExpectTraffic({Saved("WiFi", "downloaded"), Saved("WiFi", "uploaded")}, second, 1);
+    EXPECT_NE(nettest::ReadFile(m_directory.File("NetInfo.dat")).find(" apn=\"eth1\""), std::string::npos);
+}
+
+TEST_F(NetworkTraffic, LosesNothingWhenOneOfTwoLinksOfATypeLeavesOrComesBack)
+{
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth2", 2));
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(Up("eth2", 2));
+    const Traffic first = m_machine.Count("eth1");
+    const Traffic second = m_machine.Count("eth2");
+    Program program = Netinfo("eth1=adsl\neth2=adsl\n");
+    ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+
+    Transfer(1, 5'000'000, 50'000);
+    Transfer(2, 7'000'000, 70'000);
+    Traffic expected = (m_machine.Count("eth1") - first) + (m_machine.Count("eth2") - second);
+    ExpectTraffic(SinceReset(program, "adsl", expected), expected, 1);
+
+    ASSERT_NO_FATAL_FAILURE(Down("eth1"));
+    Transfer(2, 1'000'000, 10'000);
+    expected = (m_machine.Count("eth1") - first) + (m_machine.Count("eth2") - second);
+    ExpectTraffic(SinceReset(program, "adsl", expected), expected, 2);
+
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+    Transfer(2, 2'000'000, 20'000);
+    expected = (m_machine.Count("eth1") - first) + (m_machine.Count("eth2") - second);
+    ExpectTraffic(SinceReset(program, "adsl", expected), expected, 4);
+
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.Wait(), 0) << program.Errors();
+}
+
+TEST_F(NetworkTraffic, OfALinkNeverCountsForOneWhoseNameItBegins)
+{
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth10", 2));
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(Up("eth10", 2));
+    const Traffic before = m_machine.Count("eth1");
+    Program program = Netinfo("eth1=adsl\neth10=ignore\n");
+    ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+
+    Transfer(2, 9'000'000, 90'000);
+    Transfer(1, 1'000'000, 10'000);
+    const Traffic expected = m_machine.Count("eth1") - before;
+    ExpectTraffic(SinceReset(program, "adsl", expected), expected, 0);
+
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Wait(), 0);
+    ExpectTraffic({Saved("ADSL", "downloaded"), Saved("ADSL", "uploaded")}, expected, 0);
+}
+
+TEST_F(NetworkTraffic, OverABridgeCountsOnce)
+{
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
+    ASSERT_TRUE(m_machine.Ip("link add br0 mtu 60000 type bridge forward_delay 0"));
+    ASSERT_TRUE(m_machine.Ip("addr flush dev eth1"));
+    ASSERT_TRUE(m_machine.Ip("link set eth1 master br0 up"));
+    ASSERT_TRUE(m_machine.Ip("link set br0 address 02:00:00:00:00:11 up"));
+    ASSERT_TRUE(m_machine.Ip("addr add 10.77.1.1/24 dev br0"));
+    ASSERT_TRUE(m_machine.Ip("route add default via 10.77.1.2"));
+    ASSERT_TRUE(m_machine.Ip("neigh replace 10.77.1.2 lladdr 02:00:00:00:00:21 dev br0"));
+    ASSERT_TRUE(m_far.Ip("neigh replace 10.77.1.1 lladdr 02:00:00:00:00:11 dev eth1"));
+    const Traffic before = m_machine.Count("eth1");
+    Program program = Netinfo("eth1=adsl\n");
+    ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+
+    Transfer(1, 6'000'000, 60'000);
+    const Traffic expected = m_machine.Count("eth1") - before;
+    ASSERT_GT(m_machine.Count("br0").received, 6'000'000U);
+    ExpectTraffic(SinceReset(program, "adsl", expected), expected, 0);
+
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Wait(), 0);
+    ExpectTraffic({Saved("ADSL", "downloaded"), Saved("ADSL", "uploaded")}, expected, 0);
+}
+
+}  // namespace
