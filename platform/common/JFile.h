@@ -6,7 +6,8 @@
 
 #include "platform/common/Export.h"
 
-/// A file by path, with the C library's open modes. A file that it creates has mode 0600.
+/// A file by path, with the C library's open modes. A file that it creates has mode 0600, and no program that
+/// the host starts inherits it. Nothing is buffered: what `Write` has counted is in the file.
 ///
 /// Threads: one thread at a time.
 /// Errors:  false, or fewer bytes than asked for.

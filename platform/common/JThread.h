@@ -6,11 +6,13 @@
 
 /// A worker thread whose body is the virtual `Thread()` of a derived class.
 ///
-/// Threads:   `Start` from one thread at a time; `IsRunning` from any thread.
+/// Threads:   `Start` from one thread at a time; `IsRunning` from any thread. The new thread takes no signals
+///            but faults, so that the host's handlers run on the host's threads.
 /// Ownership: the thread is detached. A derived class has to end its body before it is destroyed, or keep
 ///            everything the body touches alive elsewhere: the base touches nothing of the object once
 ///            `Thread()` has been entered.
-/// Errors:    `Start` returns false when a thread is already running or none can be made.
+/// Errors:    `Start` returns false when a thread is already running or none can be made. An exception that
+///            leaves the body ends the thread, never the process.
 class NETINFO_PLATFORM_API JThread
 {
 public:

@@ -147,7 +147,7 @@ TEST(CodePage, DecodesACharacterHeldBackForACombiningOne)
     EXPECT_EQ(Decode("a", 1258), Units(u"a"));
     EXPECT_EQ(Decode("a\xD2", 1258), Units(u"\u1EA3"));  // a with a hook above
     EXPECT_EQ(Decode("a\xD2z", 1258), Units(u"\u1EA3z"));
-    EXPECT_EQ(Decode("z\xD2\xFF", 1258).value().size(), 3U);
+    EXPECT_EQ(Decode("\xE9\xD9z", 1255), Units(u"\u05D9\uFFFDz"));  // held back before a bad byte
 }
 
 TEST(CodePage, ReplacesWhatItCannotEncode)
@@ -297,7 +297,7 @@ bool IsWellFormed(const Text16& text)
 TEST(CodePageRandom, DecodesAnyBytesToBoundedWellFormedText)
 {
     RandomText random;
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 300; ++round) {
         const std::string bytes = random.Bytes(40);
         for (const int codePage : SOME_CODE_PAGES) {
             const auto decoded = Decode(bytes, codePage);
@@ -313,7 +313,7 @@ TEST(CodePageRandom, DecodesAnyBytesToBoundedWellFormedText)
 TEST(CodePageRandom, AShorterLimitGivesABeginningOfTheSameText)
 {
     RandomText random;
-    for (int round = 0; round < 1000; ++round) {
+    for (int round = 0; round < 300; ++round) {
         const std::string bytes = random.Bytes(24);
         const std::size_t limit = random.Below(24);
         for (const int codePage : SOME_CODE_PAGES) {
@@ -331,7 +331,7 @@ TEST(CodePageRandom, AShorterLimitGivesABeginningOfTheSameText)
 TEST(CodePageRandom, EncodesAnyUnitsWithinTheirLimit)
 {
     RandomText random;
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 300; ++round) {
         const Text16 units = random.AnyUnits(40);
         const std::size_t limit = random.Below(40);
         for (const int codePage : SOME_CODE_PAGES) {

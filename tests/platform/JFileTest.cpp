@@ -168,6 +168,7 @@ TEST_F(JFileTest, EveryWriteIsInTheFileAtOnce)
 
 TEST_F(JFileTest, AFullDiskShowsInTheCount)
 {
+    if (!std::filesystem::is_character_file("/dev/full")) GTEST_SKIP() << "no such device here";
     JFile file("/dev/full");
     ASSERT_TRUE(file.Open("wb"));
 
