@@ -10,7 +10,8 @@
 #include "plugin/Records.h"
 #include "xml/MarkupSTL.h"
 
-/// `value` as decimal text, without sign, separators or leading zeros. [any thread]
+/// `value` as decimal text, without sign, separators or leading zeros. `std::bad_alloc` passes through.
+/// [any thread]
 std::string ConverUllToString(unsigned long long value);
 
 /// The statistics store: the totals of today, this week, this month, this year and since the last reset, and
@@ -31,6 +32,7 @@ class CDataMgr
 public:
     /// Loads the data file, which is made or converted to UTF-8 first where needed, brings every period up to
     /// date and drops the connection records that ended more than three months ago. Saves nothing.
+    /// `std::bad_alloc` passes through only where not even the empty members can be made.
     CDataMgr();
     /// Saves.
     ~CDataMgr();
@@ -39,7 +41,7 @@ public:
 
     // ---- Data file (DataFile.cpp)
 
-    /// The data file's path in the system's 8-bit code page. [any thread]
+    /// The data file's path in the system's 8-bit code page. `std::bad_alloc` passes through. [any thread]
     std::string GetDataFilePathName() const;
     /// Makes the data file if it is missing, and converts one without the UTF-8 byte-order mark. Whatever
     /// fails, the content of an existing file is never lost. [any thread]

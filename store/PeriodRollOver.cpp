@@ -99,19 +99,22 @@ void CDataMgr::AdjustPeriodData(CMarkupSTL* doc, int nPeriod, const nis::SNAPSHO
 
     const auto periodStart = static_cast<unsigned long long>(start);
     const auto today = static_cast<unsigned long long>(CTimeMgr::GetTodayDate());
-    if (time > today) {  // started later than today's midnight: the period begins anew today
+    if (time > today) {
+        // It began later than today's midnight and begins anew there.
         WriteNumber(*doc, ATTRIB_TIME, today);
         totals = {snap.ullUL, snap.ullDL, 0};
     } else if (CTimeMgr::SameDay(static_cast<long>(time), start)) {
         totals.uploaded += snap.ullUL;
         totals.downloaded += snap.ullDL;
-    } else if (periodStart > today) {  // nothing counts before the period begins
+    } else if (periodStart > today) {
+        // Nothing counts before it begins.
         totals = {};
-    } else if (periodStart > time &&
-               !samePeriod) {  // connected seconds begin anew with the next record update
+    } else if (periodStart > time && !samePeriod) {
+        // A new one. Its connected seconds begin anew when the connection record is updated.
         totals.uploaded = snap.ullUL;
         totals.downloaded = snap.ullDL;
-    } else {  // the user has moved the start day
+    } else {
+        // The user has moved the start day.
         if (!MoveStart(*doc, time, periodStart, totals)) return;
         totals.uploaded += snap.ullUL;
         totals.downloaded += snap.ullDL;

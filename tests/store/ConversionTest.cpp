@@ -240,6 +240,15 @@ TEST_F(FileInTheSystemCodePage, IsKeptInItsOriginalBytesWhenItDoesNotParse)
     EXPECT_EQ(Files().size(), 2U);
 }
 
+TEST_F(FileInTheSystemCodePage, IsKeptInItsOriginalBytesWhenItHasAnotherRoot)
+{
+    GivenBytes("<settings name=\"caf\xE9\"/>");
+
+    const CDataMgr store;
+
+    EXPECT_EQ(ReadFile(Kept()), "<settings name=\"caf\xE9\"/>");
+}
+
 TEST_F(FileInTheSystemCodePage, IsNotConvertedUpToAZeroByte)
 {
     GivenBytes(m_latin + std::string("\0rest", 5));

@@ -12,6 +12,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "store/DataFileNames.h"
 #include "store/DataMgr.h"
@@ -473,6 +474,50 @@ TEST_F(MemoryThatRunsOut, WhileLoadingLosesNoRecord)
         const std::string kept = ReadFile(m_dir.File("NetInfo.dat.bad-" + std::to_string(TestClock::Now())));
         const bool inTheFile = File().find("apn=\"internet\"") != std::string::npos;
         EXPECT_TRUE(inTheFile || kept == content);
+    }
+}
+
+TEST_F(MemoryThatRunsOut, EndsAnOperationAndLeavesTheStoreToTheNext)
+{
+    CDataMgr store;
+    store.StartNewConnect("ppp0", "internet");
+    nis::REPORT report;
+    const auto release = [](IConnRecord* set) {
+        if (set) set->Release();
+    };
+    const std::vector<nis::SNAPSHOT> increments = {Increment(DIALUP, 1, 2), Increment(WIFI, 3, 4)};
+    const std::string device(100, 'd');
+    const std::function<void()> operations[] = {
+        [&] { store.UpdateData(increments, false); },
+        [&] { store.StartNewConnect(device, device); },
+        [&] { release(store.GetAllConnRecord()); },
+        [&] { release(store.GetLastConnRecord()); },
+        [&] { store.GetTodayData(report); },
+        [&] { store.GetSpecHistroryData(report, 0); },
+        [&] { store.GetSpecLastData(nullptr, 0); },
+        [&] { store.ResetTodayData(WIFI); },
+        [&] { store.ResetSinceData(WIFI); },
+        [&] { store.ResetThisWeekData(WIFI); },
+        [&] { store.ResetThisMonthData(WIFI); },
+        [&] { store.ResetThisYearData(WIFI); },
+        [&] { store.ResetConnectRecord(); },
+        [&] { store.BeginRemoveRecord(); },
+        [&] { store.RemoveRecord(0); },
+        [&] { store.EndRemoveRecord(); },
+        [&] { store.NetinfoFiletoUTF8(); },
+        [&] { store.SaveFile(); },
+    };
+    for (const auto& operation : operations) {
+        bool failed = true;
+        for (std::size_t succeeding = 0; failed; ++succeeding) {
+            const FailingAllocation failing(succeeding);
+            operation();
+            failed = failing.HasFailed();
+        }
+        store.StartNewConnect("ppp0", "after");
+        EXPECT_EQ(ReadAll(store.GetLastConnRecord())[0].apn, "after");
+        CMarkupSTL saved(Saved(store).c_str());
+        EXPECT_TRUE(saved.IsWellFormed());
     }
 }
 

@@ -319,11 +319,34 @@ TEST_F(RollOver, RestartsAWeekAndMonthThatBeganLaterThanToday)
                                      EmptyType("ADSL", "2026-03-18 15:00:00") + "<total/>"));
 }
 
+TEST_F(RollOver, AddsToAWeekAndMonthThatBeganToday)
+{
+    FakePlatform::SetSetting("uselimit", "startweekdate", "3");
+    FakePlatform::SetSetting("uselimit", "startmonthdate", "17");
+    GivenFile(R"(
+        <transfer type="Dial-up">
+        <today/>
+        <since/>
+        <this_week time="@2026-03-18@" uploaded="300" downloaded="600" weektime="1500"/>
+        <this_month time="@2026-03-18@" uploaded="700" downloaded="1400" monthtime="3500"/>
+        </transfer>)");
+    CDataMgr store;
+
+    store.UpdateData({Increment(DIALUP, 1, 2)}, false);
+
+    EXPECT_THAT(Saved(store), HasSubstr(Elements(R"(
+        <this_week time="@2026-03-18@" uploaded="301" downloaded="602" weektime="1500"/>
+        <this_month time="@2026-03-18@" uploaded="701" downloaded="1402" monthtime="3500"/>)")));
+}
+
 TEST_F(RollOver, CountsNothingBeforeAPeriodThatIsStillToCome)
 {
     FakePlatform::SetSetting("uselimit", "startmonthdate", "29");  // the 30th: of February on 1 March
     GivenFile(R"(
         <transfer type="Dial-up">
+        <today/>
+        <since/>
+        <this_week/>
         <this_month time="@2026-01-30@" uploaded="700" downloaded="1400" monthtime="3500"/>
         </transfer>)");
     At("2026-03-01 12:00:00");
@@ -331,7 +354,8 @@ TEST_F(RollOver, CountsNothingBeforeAPeriodThatIsStillToCome)
 
     store.UpdateData({Increment(DIALUP, 10, 20)}, false);
 
-    EXPECT_THAT(Saved(store), HasSubstr("<this_month uploaded=\"0\" downloaded=\"0\" monthtime=\"0\"/>"));
+    EXPECT_THAT(Saved(store), HasSubstr(Elements(R"(
+        <this_month time="@2026-01-30@" uploaded="0" downloaded="0" monthtime="0"/>)")));
 }
 
 TEST_F(RollOver, TakesWhatIsNeitherWeekNorMonthAsAPeriodFromTheBeginningOfTime)
