@@ -180,7 +180,7 @@ TEST(StatusJson, SurvivesANameThatIsNotUtf8)
     TypeStatus status = Busy(1);
     status.links = {"\xFF"};
 
-    EXPECT_NO_THROW(netinfo::Json::parse(StatusJson(status, MOMENT)));
+    EXPECT_TRUE(netinfo::Json::accept(StatusJson(status, MOMENT)));
 }
 
 TEST(SameFigures, IgnoresTheTimeAndNothingElse)
