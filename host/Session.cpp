@@ -10,23 +10,10 @@
 #include "host/Output.h"
 #include "host/Settings.h"
 #include "host/StartChecks.h"
-#include "host/Text16.h"
 #include "platform/common/Directories.h"
-#include "platform/common/GlobalFunction.h"
 
 namespace netinfo {
 namespace {
-
-/// Where the plug-in looks for the files that are installed with it.
-std::string LibraryDirectory()
-{
-    const int length = CGlobalFunction::GetModuleDirectory(nullptr, 0);
-    if (length <= 0) return {};
-    Text16 directory(static_cast<std::size_t>(length) + 1, 0);
-    CGlobalFunction::GetModuleDirectory(directory.data(), length);
-    directory.resize(static_cast<std::size_t>(length));
-    return FromText16(directory);
-}
 
 /// Tells one saved file from the next: each save puts a new file in the place of the last.
 struct FileStamp
@@ -57,7 +44,8 @@ Result<std::unique_ptr<Session>> Session::Open(const std::string& modulePath, IP
     }
     auto lock = DataLock::Take(directory);
     if (!lock) return lock.Error();
-    if (auto failure = CheckFiles(directory, ConfigDirectory(), LibraryDirectory())) return *failure;
+    if (auto failure = CheckDataFiles(directory, ModuleDirectory())) return *failure;
+    if (auto failure = CheckSettingsFiles(ConfigDirectory(), ModuleDirectory())) return *failure;
 
     for (const Setting& setting : ReadSettings()) {
         if (!setting.problem.empty()) Complain(setting.problem);

@@ -6,7 +6,9 @@
 #include "host/Json.h"
 #include "host/Output.h"
 #include "host/Settings.h"
+#include "host/StartChecks.h"
 #include "host/Table.h"
+#include "platform/common/Directories.h"
 
 namespace netinfo {
 namespace {
@@ -19,6 +21,13 @@ Json JsonOf(const Setting& setting)
             {"valid", setting.problem.empty()}};
 }
 
+/// 0, or the exit code after saying that the settings cannot be read.
+int CheckFiles()
+{
+    const auto failure = CheckSettingsFiles(ConfigDirectory(), ModuleDirectory());
+    return failure ? Fail(*failure) : EXIT_DONE;
+}
+
 int PrintOne(const Setting& setting, bool json)
 {
     if (!setting.problem.empty()) Complain(setting.problem);
@@ -29,6 +38,7 @@ int PrintOne(const Setting& setting, bool json)
 
 int ListSettingsCommand(bool json)
 {
+    if (const int exitCode = CheckFiles(); exitCode != EXIT_DONE) return exitCode;
     const std::vector<Setting> settings = ReadSettings();
     Json list = Json::array();
     Table table({{"SETTING"}, {"VALUE"}, {""}});
@@ -42,6 +52,7 @@ int ListSettingsCommand(bool json)
 
 int GetSettingCommand(const std::string& key, bool json)
 {
+    if (const int exitCode = CheckFiles(); exitCode != EXIT_DONE) return exitCode;
     const auto setting = ReadSetting(key);
     if (!setting) return Fail(setting.Error());
     return PrintOne(*setting, json);
@@ -49,6 +60,7 @@ int GetSettingCommand(const std::string& key, bool json)
 
 int SetSettingCommand(const std::string& key, const std::string& value, bool json)
 {
+    if (const int exitCode = CheckFiles(); exitCode != EXIT_DONE) return exitCode;
     const auto setting = WriteSetting(key, value);
     if (!setting) return Fail(setting.Error());
     return PrintOne(*setting, json);

@@ -51,12 +51,15 @@ std::optional<Failure> CheckText(const std::string& path)
 
 }  // namespace
 
-std::optional<Failure> CheckFiles(const std::string& dataDirectory, const std::string& configDirectory,
-                                  const std::string& moduleDirectory)
+std::optional<Failure> CheckDataFiles(const std::string& dataDirectory, const std::string& moduleDirectory)
 {
-    for (const std::string& path : {dataDirectory + "NetInfo.dat", moduleDirectory + "SysSetting.xml"}) {
-        if (auto failure = CheckReadable(path)) return failure;
-    }
+    if (auto failure = CheckReadable(dataDirectory + "NetInfo.dat")) return failure;
+    return CheckReadable(moduleDirectory + "SysSetting.xml");
+}
+
+std::optional<Failure> CheckSettingsFiles(const std::string& configDirectory,
+                                          const std::string& moduleDirectory)
+{
     for (const std::string& directory : {configDirectory, moduleDirectory}) {
         const std::string path = directory + "DataUsageLimit.ini";
         if (auto failure = CheckReadable(path)) return failure;

@@ -396,6 +396,15 @@ TEST_F(CommandTest, WarnsOfStoredSettingsThatMakeNoSense)
     EXPECT_THAT(Run({"settings"}).errors, HasSubstr("week-start"));
 }
 
+TEST_F(CommandTest, RefusesASettingsFileThatCannotBeRead)
+{
+    std::filesystem::create_directories(directory.File("config/DataUsageLimit.ini"));
+    const std::vector<std::vector<std::string>> commands{
+        {"settings"}, {"settings", "get", "week-start"}, {"settings", "set", "week-start", "monday"}};
+    for (const auto& words : commands)
+        ExpectComplaint(Run(words), 1, directory.File("config/DataUsageLimit.ini") + " cannot be read");
+}
+
 TEST_F(CommandTest, ListsEveryLinkAndWhyItIsNotCounted)
 {
     const Outcome people = Run({"devices"});

@@ -11,7 +11,8 @@
 #include "tests/support/TempDir.h"
 #include "tests/support/Text.h"
 
-using netinfo::CheckFiles;
+using netinfo::CheckDataFiles;
+using netinfo::CheckSettingsFiles;
 using netinfo::SetAsideFiles;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -24,7 +25,12 @@ struct StartChecksTest : testing::Test
     nettest::TempDir config;
     nettest::TempDir module;
 
-    auto Check() { return CheckFiles(data.Path() + "/", config.Path() + "/", module.Path() + "/"); }
+    /// All checks in their order.
+    auto Check()
+    {
+        const auto failure = CheckDataFiles(data.Path() + "/", module.Path() + "/");
+        return failure ? failure : CheckSettingsFiles(config.Path() + "/", module.Path() + "/");
+    }
 };
 
 }  // namespace
