@@ -123,6 +123,8 @@ void CommandLine::AddRun()
 void CommandLine::AddReport()
 {
     CLI::App* const report = AddCommand(m_app, "report", "Show the totals of every type and period");
+    report->footer(
+        "The connected time of all types together stands with the type that the data file has first.");
     AddModule(*report);
     AddJson(*report);
     report->callback([this] { m_command = [this] { return ReportCommand(m_common); }; });

@@ -163,6 +163,7 @@ void ConnectionManager::ReportTo(Listener& listener)
     const std::vector<Device> before = std::exchange(listener.told, m_devices);
     const std::vector<Device> now = m_devices;
     std::vector<StatusEntry> entries;
+    entries.reserve(now.size() + before.size());
     for (const Device& device : now)
         entries.push_back({&device, true});
     for (const Device& device : before) {

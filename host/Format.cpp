@@ -124,7 +124,7 @@ std::string FormatDuration(unsigned long long seconds)
 {
     const unsigned long long days = seconds / 86400;
     const unsigned long long rest = seconds % 86400;
-    const std::string clock = fmt::format("{:02}:{:02}:{:02}", rest / 3600, rest / 60 % 60, rest % 60);
+    std::string clock = fmt::format("{:02}:{:02}:{:02}", rest / 3600, rest / 60 % 60, rest % 60);
     if (days == 0) return clock;
     return fmt::format("{}d {}", days, clock);
 }

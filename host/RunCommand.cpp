@@ -77,10 +77,18 @@ const std::string& ProfileOf(const CountedLink& link)
 std::vector<Device> DevicesOf(const std::vector<CountedLink>& links)
 {
     std::vector<Device> devices;
+    devices.reserve(links.size());
     for (const CountedLink& link : links)
         devices.push_back(
             {ToText16(link.deviceName), ToText16(ProfileOf(link)), static_cast<int>(link.type)});
     return devices;
+}
+
+/// By custom any text in NO_COLOR says no.
+bool WantsColour()
+{
+    const char* const refusal = std::getenv("NO_COLOR");
+    return !refusal || *refusal == '\0';
 }
 
 /// The host's one loop: it hears the kernel, the clock, the signals and the plug-in, tells the plug-in about
@@ -97,7 +105,7 @@ public:
           m_reader(traffic),
           m_json(json),
           m_redraws(!json && CanRedraw(STDOUT_FILENO)),
-          m_colour(!std::getenv("NO_COLOR") || *std::getenv("NO_COLOR") == '\0')
+          m_colour(WantsColour())
     {}
 
     ~RunLoop();

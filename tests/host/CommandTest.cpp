@@ -16,11 +16,12 @@
 
 #include "host/DataLock.h"
 #include "host/Json.h"
-#include "tests/support/Program.h"
-#include "tests/support/TempDir.h"
+#include "tests/host/ProgramTest.h"
 #include "tests/support/Text.h"
 
 using netinfo::Json;
+using nettest::ExpectComplaint;
+using nettest::Outcome;
 using nettest::Program;
 using testing::Contains;
 using testing::ElementsAre;
@@ -32,45 +33,14 @@ using testing::StartsWith;
 
 namespace {
 
-struct Outcome
+struct CommandTest : nettest::ProgramTest
 {
-    int exitCode;
-    std::string text;
-    std::string errors;
-};
-
-struct CommandTest : testing::Test
-{
-    nettest::TempDir directory;
-    std::map<std::string, std::string> environment{
-        {"NETINFO_DATA_DIR", directory.File("data")},
-        {"NETINFO_CONFIG_DIR", directory.File("config")},
-        {"XDG_STATE_HOME", directory.File("state")},
-        {"HOME", directory.Path()},
-        {"NETINFO_MODULE_DIR", directory.File("module")},
-        {"NETINFO_SCRIPT", ""},
-        {"NETINFO_SCRIPT_LOG", directory.File("log")},
-        {"TERM", "xterm"},
-        {"NO_COLOR", ""},
-    };
-
-    std::string DataFile(const std::string& name) const { return directory.File("data/" + name); }
-
-    /// Starts a command of the program; those that load a module get the scripted one.
-    std::unique_ptr<Program> Start(std::vector<std::string> words,
-                                   Program::Output output = Program::Output::Pipe)
+    CommandTest()
     {
-        words.insert(words.begin(), NETINFO_PROGRAM);
-        return std::make_unique<Program>(words, environment, output);
+        environment["NETINFO_SCRIPT"] = "";
+        environment["NETINFO_SCRIPT_LOG"] = directory.File("log");
     }
-    Outcome Run(const std::vector<std::string>& words, const std::string& input = "")
-    {
-        const auto program = Start(words);
-        program->Type(input);
-        program->EndInput();
-        const int exitCode = program->Wait();
-        return {exitCode, program->Text(), program->Errors()};
-    }
+
     Outcome RunWithModule(std::vector<std::string> words, const std::string& input = "")
     {
         words.insert(words.end(), {"--module", NETINFO_SCRIPTED_MODULE});
@@ -94,16 +64,6 @@ struct CommandTest : testing::Test
         return lines;
     }
 };
-
-/// One line on standard error, nothing on standard output.
-void ExpectComplaint(const Outcome& outcome, int exitCode, const std::string& part)
-{
-    EXPECT_EQ(outcome.exitCode, exitCode) << outcome.errors;
-    EXPECT_EQ(outcome.text, "");
-    EXPECT_THAT(outcome.errors, StartsWith("netinfo: "));
-    EXPECT_THAT(outcome.errors, HasSubstr(part));
-    EXPECT_EQ(outcome.errors.find('\n'), outcome.errors.size() - 1) << outcome.errors;
-}
 
 }  // namespace
 
