@@ -17,6 +17,9 @@ constexpr milliseconds kSameLook{200};
 constexpr milliseconds kHeldUp{1000};
 /// A plug-in that has not asked for this long was not sampling: its own pauses are much shorter.
 constexpr milliseconds kBreak{60'000};
+/// As much of the time between two looks tells that the plug-in did not ask. A process that stood still for
+/// longer, stopped or starved, kept the plug-in from asking, and what passed is still to be counted.
+constexpr milliseconds kWitnessed{10'000};
 
 }  // namespace
 
@@ -77,6 +80,7 @@ int LinkMonitor::Find(std::set<unsigned int> Heartbeat::*asked, unsigned int han
 void LinkMonitor::FailHeartbeat(int error)
 {
     m_heartbeat = Heartbeat{error, m_source.Now()};
+    m_unasked = {};
     m_counters.LoseSight();
     ++m_handOuts;
 }
@@ -144,6 +148,10 @@ HandedCounters LinkMonitor::Handed() const
 /// the links are others than before, or with `around`. Changes nothing if it fails.
 int LinkMonitor::Look(bool around)
 {
+    const milliseconds now = m_source.Now();
+    m_unasked += std::min(now - m_lastLook, kWitnessed);
+    m_lastLook = now;
+
     std::vector<KernelLink> links;
     if (const int error = m_source.ReadLinks(links); error != 0) return error;
 
@@ -177,10 +185,12 @@ LinkMonitor::Heartbeat& LinkMonitor::Current(milliseconds atMost)
         return *m_heartbeat;
     }
     ++m_handOuts;
-    return m_heartbeat.emplace(Heartbeat{0, now, m_counters.HandOut(Sampling())});
+    m_heartbeat.emplace(Heartbeat{0, now, m_counters.HandOut(Sampling())});
+    m_unasked = {};
+    return *m_heartbeat;
 }
 
 /// The plug-in has asked for its last heartbeat without a break.
-bool LinkMonitor::Sampling() { return m_heartbeat && m_source.Now() - m_heartbeat->time <= kBreak; }
+bool LinkMonitor::Sampling() const { return m_heartbeat && m_unasked <= kBreak; }
 
 }  // namespace netinfo

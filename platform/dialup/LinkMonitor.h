@@ -74,7 +74,7 @@ private:
         std::set<unsigned int> measured{};  ///< handles whose counters were asked for
     };
 
-    bool Sampling();
+    bool Sampling() const;
     int Look(bool around);
     Heartbeat& Current(std::chrono::milliseconds atMost);
     int Find(std::set<unsigned int> Heartbeat::*asked, unsigned int handle, PresentedLink& connection);
@@ -84,7 +84,9 @@ private:
     std::vector<Verdict> m_verdicts;  ///< one for each link
     LinkCounters m_counters;
     std::optional<Heartbeat> m_heartbeat;
-    unsigned long long m_handOuts = 0;  ///< those that failed, too
+    unsigned long long m_handOuts = 0;       ///< those that failed, too
+    std::chrono::milliseconds m_lastLook{};  ///< when; also if it failed
+    std::chrono::milliseconds m_unasked{};   ///< how long the plug-in has not asked while others looked
 };
 
 }  // namespace netinfo

@@ -216,7 +216,16 @@ public:
         if (monitor.Generation() != m_reported) Report();
     }
 
-    /// The host disconnects everything for a while in which there is traffic.
+    /// The process stands still for an hour, and traffic goes on.
+    void StandStill()
+    {
+        for (const KernelLink& link : std::vector(machine.links)) {
+            Transfer(link.name, {Random(9'000'000'000), Random(9'000'000'000)});
+        }
+        machine.Wait(1h);
+    }
+
+    /// The host disconnects everything for a while in which there is traffic, and goes on looking.
     void Disconnect()
     {
         Heartbeat();
@@ -226,6 +235,7 @@ public:
             for (const KernelLink& link : std::vector(machine.links)) {
                 Transfer(link.name, {Random(500'000'000), Random(500'000'000)});
             }
+            if (monitor.ReadCountedLinks()) Looked();
             Heartbeat();
         }
     }
@@ -440,6 +450,7 @@ TEST_P(RandomLinks, AreCountedToTheByteWithAPromptHost)
             TransferSome(world, most);
         }
         if (world.Random(100) == 0) world.Disconnect();
+        if (world.Random(100) == 0) world.StandStill();
         world.Report();
         world.Heartbeat();
         if (HasFatalFailure()) return;

@@ -75,7 +75,8 @@ std::vector<std::string> ConnectionNames()
 std::multiset<std::string> CountedNames()
 {
     std::multiset<std::string> names;
-    for (const netinfo::CountedLink& link : netinfo::ReadCountedLinks().value()) {
+    const auto counted = netinfo::ReadCountedLinks();
+    for (const netinfo::CountedLink& link : counted.value()) {
         names.insert(link.deviceName);
     }
     return names;
