@@ -8,10 +8,10 @@
 #include "common/Utilities.h"
 #include "platform/common/GlobalFunction.h"
 #include "platform/common/JFile.h"
+#include "platform/files/WholeFile.h"
 #include "store/DataDocument.h"
 #include "store/DataFileNames.h"
 #include "store/DataMgr.h"
-#include "xml/DocumentFile.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "xml/DocumentFile.h"
+#include "platform/files/WholeFile.h"
 
 CMarkupSTL::CMarkupSTL() : CMarkupSTL(nullptr) {}
 

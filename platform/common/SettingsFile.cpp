@@ -17,7 +17,8 @@
 #include <vector>
 
 #include "platform/common/Directories.h"
-#include "platform/common/ReplaceFile.h"
+#include "platform/files/Descriptor.h"
+#include "platform/files/WholeFile.h"
 #include "platform/trace/TraceSrv.h"
 
 namespace netinfo {
@@ -145,13 +146,13 @@ struct SettingsFile::State
         // Neither a pipe nor a terminal of that name may hold the caller up.
         const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
         State state;
-        if (!file && (errno == ENOENT || errno == ENOTDIR)) {
+        if (!file.IsOpen() && (errno == ENOENT || errno == ENOTDIR)) {
             state.settled = true;
             return state;
         }
         struct stat status
         {};
-        if (!file || fstat(file.Get(), &status) != 0) return Trouble(Reason(errno));
+        if (!file.IsOpen() || fstat(file.Get(), &status) != 0) return Trouble(Reason(errno));
         if (!S_ISREG(status.st_mode)) return Trouble("not a regular file");
 
         const std::optional<std::string> text = ReadText(file.Get());
@@ -229,7 +230,7 @@ std::string SettingsFile::Store(const std::string& section, const std::string& k
     const std::string directory = std::filesystem::path(m_path).parent_path();
     if (!MakeDirectory(directory)) return failure + "no such directory";
     const Descriptor turn(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    while (turn && flock(turn.Get(), LOCK_EX) != 0 && errno == EINTR) {}
+    while (turn.IsOpen() && flock(turn.Get(), LOCK_EX) != 0 && errno == EINTR) {}
 
     State state = State::Read(m_path);
     if (!state.trouble.empty()) return failure + state.trouble;
@@ -242,9 +243,8 @@ std::string SettingsFile::Store(const std::string& section, const std::string& k
     if (!readBack || readBack->Entries() != state.content->Entries())
         return failure + "its name or value would not read back the same";
 
-    const std::optional<struct stat> status = ReplaceFile(m_path, text);
-    if (!status) return failure + Reason(errno);
-    *m_pState = State{std::move(readBack), Stamp(*status), false, {}};
+    if (!ReplaceFileWhole(m_path, text)) return failure + Reason(errno);
+    *m_pState = State{std::move(readBack), StampOf(m_path), false, {}};
     return {};
 }
 

@@ -16,7 +16,8 @@ std::optional<std::string> ReadFileWhole(const std::string& path, std::size_t li
 /// file has mode 0600; an existing one keeps its mode and ownership and must be writable. A symbolic link is
 /// followed: what it points at is replaced, or created.
 ///
-/// False on any failure: the previous file is as it was and nothing is left beside it. The one exception is a
-/// directory that cannot be flushed after the rename: the new content is in place, but might not outlast a
-/// power cut. [any thread; concurrent calls for one path leave one of the contents]
+/// False on any failure, with the reason in `errno`: the previous file is as it was and nothing is left
+/// beside it. The one exception is a directory that cannot be flushed after the rename: the new content is in
+/// place, but might not outlast a power cut. [any thread; concurrent calls for one path leave one of the
+/// contents]
 bool ReplaceFileWhole(const std::string& path, std::string_view content);

@@ -1,4 +1,4 @@
-#include "xml/DocumentFile.h"
+#include "platform/files/WholeFile.h"
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
@@ -370,11 +370,23 @@ TEST(ReplaceFileWhole, RefusesWhatIsNoFile)
     EXPECT_FALSE(ReplaceFileWhole(dir.File("none/f"), "new"));
     EXPECT_FALSE(ReplaceFileWhole(dir.File("f/f"), "new"));
     EXPECT_FALSE(ReplaceFileWhole(dir.File("pipe"), "new"));
-    EXPECT_FALSE(ReplaceFileWhole("/dev/null", "new"));
 
     EXPECT_THAT(NamesIn(dir.Path()), ElementsAre("f", "folder", "link", "pipe"));
     EXPECT_THAT(NamesIn(dir.File("folder")), IsEmpty());
     EXPECT_EQ(ContentOf(dir.File("f")), "old");
+}
+
+TEST(ReplaceFileWhole, TellsWhyItFailed)
+{
+    const nettest::TempDir dir;
+    ASSERT_EQ(symlink("circle", dir.File("circle").c_str()), 0);
+
+    EXPECT_FALSE(ReplaceFileWhole(dir.File("circle"), "new"));
+    EXPECT_EQ(errno, ELOOP);
+    EXPECT_FALSE(ReplaceFileWhole(dir.File("none/f"), "new"));
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_FALSE(ReplaceFileWhole(dir.Path(), "new"));
+    EXPECT_EQ(errno, EISDIR);
 }
 
 TEST(ReplaceFileWhole, RefusesAFileThatMayNotBeWritten)

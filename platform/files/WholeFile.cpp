@@ -1,4 +1,4 @@
-#include "xml/DocumentFile.h"
+#include "platform/files/WholeFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+
+#include "platform/files/Descriptor.h"
 
 namespace {
 
@@ -23,31 +25,6 @@ auto Retry(Call call)
     return result;
 }
 
-/// Owns a file descriptor.
-class Descriptor
-{
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor() { Close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    bool IsOpen() const { return m_fd >= 0; }
-    int Get() const { return m_fd; }
-
-    /// False if the system reports only now that something was not written.
-    bool Close()
-    {
-        if (m_fd < 0) return true;
-        const int fd = m_fd;
-        m_fd = -1;
-        return close(fd) == 0 || errno == EINTR;  // interrupted or not, the descriptor is gone
-    }
-
-private:
-    int m_fd;
-};
-
 /// A file of a name not used before, mode 0600; gone again unless it took another file's place.
 class NewFile
 {
@@ -57,7 +34,10 @@ public:
     {}
     ~NewFile()
     {
-        if (m_remains) unlink(m_path.c_str());
+        if (!m_remains) return;
+        const int reason = errno;
+        unlink(m_path.c_str());
+        errno = reason;
     }
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
@@ -146,13 +126,16 @@ std::optional<std::string> ReadFileWhole(const std::string& path, std::size_t li
 bool ReplaceFileWhole(const std::string& path, std::string_view content)
 {
     const std::optional<fs::path> target = FollowLinks(path);
+    errno = target ? EINVAL : ELOOP;
     if (!target || !target->has_filename()) return false;
 
     // Opened for writing, but not written: what may not be written may not be replaced either.
     const Descriptor old(open(target->c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!old.IsOpen() && errno != ENOENT) return false;
     struct stat status = {};
-    if (old.IsOpen() && (fstat(old.Get(), &status) != 0 || !S_ISREG(status.st_mode))) return false;
+    if (old.IsOpen() && fstat(old.Get(), &status) != 0) return false;
+    errno = EINVAL;
+    if (old.IsOpen() && !S_ISREG(status.st_mode)) return false;
 
     const fs::path folder = target->has_parent_path() ? target->parent_path() : fs::path(".");
     const Descriptor directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
