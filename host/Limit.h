@@ -47,7 +47,7 @@ std::string ReadLimitCommand();
 struct LimitStatus
 {
     Limit limit;
-    Day firstDay{};       ///< of the period
+    Date firstDay{};      ///< of the period
     long long start = 0;  ///< moment
     long long end = 0;    ///< the moment after the period
     unsigned long long used = 0;

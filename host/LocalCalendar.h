@@ -10,7 +10,7 @@ namespace netinfo {
 /// Threads: any, where the time zone is not changed meanwhile.
 /// Units:   moments are seconds since 1970-01-01 00:00 UTC; days are local dates.
 
-using Day = std::chrono::year_month_day;
+using Date = std::chrono::year_month_day;
 
 enum class Period
 {
@@ -33,7 +33,7 @@ struct PeriodStarts
 /// A time as local clocks show it.
 struct ClockTime
 {
-    Day day{};
+    Date day{};
     unsigned hour = 0;
     unsigned minute = 0;
     unsigned second = 0;
@@ -44,16 +44,16 @@ struct ClockTime
 /// What local clocks show at `moment`.
 ClockTime ShownAt(long long moment);
 /// The moment at which local clocks show `time`, the earlier of two; none if they skip it.
-std::optional<long long> MomentOf(const ClockTime& time);
+std::optional<long long> MomentShowing(const ClockTime& time);
 
 /// The first moment of the day; of the next one if clocks skip the whole of it.
-long long StartOf(Day day);
+long long StartOf(Date day);
 /// The day that many days later, or earlier.
-Day Plus(Day day, int days);
+Date Plus(Date day, int days);
 
 /// The first day of the period (a day or longer) in which `day` lies, and of those before and after it.
-Day FirstDayOf(Period period, Day day, const PeriodStarts& starts);
-Day FirstDayBefore(Period period, Day firstDay, const PeriodStarts& starts);
-Day FirstDayAfter(Period period, Day firstDay, const PeriodStarts& starts);
+Date FirstDayOf(Period period, Date day, const PeriodStarts& starts);
+Date FirstDayBefore(Period period, Date firstDay, const PeriodStarts& starts);
+Date FirstDayAfter(Period period, Date firstDay, const PeriodStarts& starts);
 
 }  // namespace netinfo

@@ -2,17 +2,17 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <optional>
 
 #include "host/Format.h"
+#include "host/LocalCalendar.h"
 
 namespace netinfo {
 namespace {
 
-struct LocalTime
+/// What a text says of local time; not every number of it needs to exist.
+struct Fields
 {
     int year = 0;
     unsigned month = 0;
@@ -21,6 +21,11 @@ struct LocalTime
     unsigned minute = 0;
     unsigned second = 0;
     bool dateOnly = false;
+
+    Date CalendarDate() const
+    {
+        return {std::chrono::year(year), std::chrono::month(month), std::chrono::day(day)};
+    }
 };
 
 /// Takes exactly `count` digits and, if there is one, the separator after them off the front of `text`.
@@ -44,9 +49,9 @@ bool TakeCharacter(std::string_view& text, std::string_view oneOf)
 }
 
 /// The fields of "YYYY-MM-DD", "YYYY-MM-DD HH:MM" or "YYYY-MM-DD HH:MM:SS"; their ranges are not checked.
-std::optional<LocalTime> ReadFields(std::string_view text)
+std::optional<Fields> ReadFields(std::string_view text)
 {
-    LocalTime fields;
+    Fields fields;
     if (!TakeDigits(text, 4, fields.year)) return std::nullopt;
     if (!TakeCharacter(text, "-")) return std::nullopt;
     if (!TakeDigits(text, 2, fields.month)) return std::nullopt;
@@ -67,40 +72,9 @@ std::optional<LocalTime> ReadFields(std::string_view text)
     return fields;
 }
 
-bool InRange(const LocalTime& fields)
+bool InRange(const Fields& fields)
 {
-    const std::chrono::year_month_day date{std::chrono::year(fields.year), std::chrono::month(fields.month),
-                                           std::chrono::day(fields.day)};
-    if (!date.ok()) return false;
-    return fields.hour < 24 && fields.minute < 60 && fields.second < 60;
-}
-
-/// The moment at which local clocks show `fields`, the earlier of two; nothing if they never do.
-std::optional<std::time_t> MomentOfFields(const LocalTime& fields)
-{
-    std::optional<std::time_t> earliest;
-    for (const int daylightSaving : {1, 0}) {
-        std::tm local{};
-        local.tm_year = fields.year - 1900;
-        local.tm_mon = static_cast<int>(fields.month) - 1;
-        local.tm_mday = static_cast<int>(fields.day);
-        local.tm_hour = static_cast<int>(fields.hour);
-        local.tm_min = static_cast<int>(fields.minute);
-        local.tm_sec = static_cast<int>(fields.second);
-        local.tm_isdst = daylightSaving;
-        const std::time_t moment = std::mktime(&local);
-
-        std::tm shown{};
-        if (!localtime_r(&moment, &shown)) continue;
-        if (shown.tm_year != fields.year - 1900) continue;
-        if (shown.tm_mon != static_cast<int>(fields.month) - 1) continue;
-        if (shown.tm_mday != static_cast<int>(fields.day)) continue;
-        if (shown.tm_hour != static_cast<int>(fields.hour)) continue;
-        if (shown.tm_min != static_cast<int>(fields.minute)) continue;
-        if (shown.tm_sec != static_cast<int>(fields.second)) continue;
-        earliest = earliest ? std::min(*earliest, moment) : moment;
-    }
-    return earliest;
+    return fields.CalendarDate().ok() && fields.hour < 24 && fields.minute < 60 && fields.second < 60;
 }
 
 /// Seconds of "30m", "12h", "7d" or "4w"; nothing for any other text.
@@ -130,31 +104,56 @@ Failure Refuse(std::string_view text, std::string_view reason)
     return {fmt::format("'{}' {}", Printable(text), reason), EXIT_USAGE};
 }
 
-}  // namespace
-
-Result<unsigned long long> ParseSince(std::string_view text, unsigned long long now)
+/// A local date or date and time, as far as the calendar has them.
+Result<Fields> ReadDate(std::string_view text)
 {
-    if (const auto span = ReadSpan(text)) {
-        if (*span > now) return Refuse(text, "goes back beyond 1970");
-        return now - *span;
-    }
-
-    auto fields = ReadFields(text);
+    const auto fields = ReadFields(text);
     if (!fields) {
         return Refuse(text,
                       "is not a date (2024-05-01), a date and time ('2024-05-01 12:30') or a span (7d)");
     }
     if (!InRange(*fields)) return Refuse(text, "is not a date that exists");
     if (fields->year < 1970) return Refuse(text, "lies before 1970");
+    return *fields;
+}
 
-    auto moment = MomentOfFields(*fields);
+Result<unsigned long long> GoBack(std::string_view text, unsigned long long span, unsigned long long now)
+{
+    if (span > now) return Refuse(text, "goes back beyond 1970");
+    return now - span;
+}
+
+Result<unsigned long long> MomentOfDate(std::string_view text, const Fields& fields)
+{
+    auto moment = MomentShowing({fields.CalendarDate(), fields.hour, fields.minute, fields.second});
     // Where clocks go forward at midnight, the day begins at one.
-    for (; !moment && fields->dateOnly && fields->hour < 3; ++fields->hour)
-        moment = MomentOfFields({fields->year, fields->month, fields->day, fields->hour + 1, 0, 0, false});
+    for (unsigned hour = 1; !moment && fields.dateOnly && hour <= 3; ++hour)
+        moment = MomentShowing({fields.CalendarDate(), hour});
     if (!moment) return Refuse(text, "is a time that the clocks skipped that day");
     if (*moment < 0) return Refuse(text, "lies before 1970");
-    if (static_cast<unsigned long long>(*moment) > now) return Refuse(text, "lies in the future");
     return static_cast<unsigned long long>(*moment);
+}
+
+}  // namespace
+
+Result<unsigned long long> ParseSince(std::string_view text, unsigned long long now)
+{
+    if (const auto span = ReadSpan(text)) return GoBack(text, *span, now);
+    const auto fields = ReadDate(text);
+    if (!fields) return fields.Error();
+    const auto moment = MomentOfDate(text, *fields);
+    if (moment && *moment > now) return Refuse(text, "lies in the future");
+    return moment;
+}
+
+Result<unsigned long long> ParseUntil(std::string_view text, unsigned long long now)
+{
+    if (const auto span = ReadSpan(text)) return GoBack(text, *span, now);
+    const auto fields = ReadDate(text);
+    if (!fields) return fields.Error();
+    const auto moment = MomentOfDate(text, *fields);
+    if (!moment || !fields->dateOnly) return moment;
+    return static_cast<unsigned long long>(StartOf(Plus(fields->CalendarDate(), 1)));
 }
 
 }  // namespace netinfo

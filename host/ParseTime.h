@@ -17,4 +17,7 @@ namespace netinfo {
 ///         after `now`.
 Result<unsigned long long> ParseSince(std::string_view text, unsigned long long now);
 
+/// The same, as the end of a time: a date alone means the end of that day, and the future is allowed.
+Result<unsigned long long> ParseUntil(std::string_view text, unsigned long long now);
+
 }  // namespace netinfo

@@ -19,6 +19,7 @@
 #include "host/ConnectionManager.h"
 #include "host/Container.h"
 #include "host/DeviceManager.h"
+#include "host/LinkProfile.h"
 #include "host/LinkWatch.h"
 #include "host/LiveOutput.h"
 #include "host/Output.h"
@@ -67,12 +68,6 @@ public:
 private:
     const int m_descriptor;  ///< owned
 };
-
-/// What people call a link: the text an administrator gave it, else its own name.
-const std::string& ProfileOf(const CountedLink& link)
-{
-    return link.alias.empty() ? link.linkName : link.alias;
-}
 
 std::vector<Device> DevicesOf(const std::vector<CountedLink>& links)
 {

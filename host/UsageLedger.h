@@ -95,9 +95,10 @@ private:
 
     UsageLedger(std::string directory, Tell tell);
     std::optional<Failure> OpenFile();
-    std::optional<Failure> Prepare();
+    int Prepare(int& schema);
     std::optional<Failure> SetAside();
     int Write(const std::vector<LinkMark>& marks);
+    std::string Reason(int code) const;
     void Close();
 
     const std::string m_directory;

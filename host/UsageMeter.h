@@ -35,11 +35,11 @@ struct MeterTime
 
 /// Turns the plug-in's running totals into additions to the ledger, so that each byte is added once.
 ///
-/// How much is added is what the plug-in's total grew by, or all of a total that began anew. Which link it is
-/// added to, and where a total stands for less or more than the links moved, the kernel's counters behind the
-/// total say: no link gets more than its counter grew by, so the byte with which a presented counter begins
-/// stays out; and what a link moved while the plug-in was not counting, in a pause or between two runs of the
-/// host, is added as recovered. docs/usage-ledger.md tells it with numbers.
+/// How much is added is what the plug-in's total grew by, or all of a total that began anew. To which link it
+/// is added the kernel's counters behind the total say, and no link gets more than its counter grew by: the
+/// byte with which a presented counter begins stays out. What a link moved while the plug-in did not count
+/// it, in a pause or between two runs of the host, is added as recovered. docs/usage-ledger.md tells it with
+/// numbers.
 ///
 /// Threads: one. Ownership: nothing is kept but values. Errors: none but for memory.
 class UsageMeter
@@ -47,6 +47,10 @@ class UsageMeter
 public:
     /// `boot` identifies the run of the kernel; `marks` are those that the last run of the host left.
     UsageMeter(std::string boot, const std::vector<LinkMark>& marks);
+
+    /// The links that are counted now. One that is not among them is not followed any more: what it moves
+    /// until it is counted again is nobody's.
+    void Present(const std::vector<CountedLink>& links);
 
     /// The additions to the ledger since the previous sample.
     std::vector<UsageRow> Take(const TrafficSample& sample, MeterTime now);
@@ -60,27 +64,33 @@ private:
     {
         LinkMark mark;
         bool carrierKnown = false;  ///< the kernel tells of carrier changes
-        bool resumed = false;       ///< left by the last run and not met yet
-        bool followed = false;      ///< its counter has been followed up to the mark
-        bool trusted = true;        ///< nothing speaks against the plug-in's counting it
-        bool proven = false;        ///< the plug-in was seen to count it
+        bool resumed = false;       ///< left by the last run of the host, and not met yet
+        bool followed = false;      ///< it was counted up to the mark, so what it moves from there on is ours
+        bool proven = false;        ///< its type's total was seen to hold all that the links moved
     };
     /// A connection type's total, as of the previous sample.
     struct Type
     {
         bool connected = false;
-        std::string name;  ///< of the device that gives the total its name
+        std::string name;  ///< the device that gives the total its name
         ByteCounters total;
-        long long timed = 0;    ///< up to which connected seconds were added; boot clock, nanoseconds
-        unsigned behind = 0;    ///< samples in a row that left the total behind the links
-        bool doubtful = false;  ///< it does not count all of the links that it seems to
+        long long timed = 0;    ///< up to when connected seconds were added; boot clock, nanoseconds
+        unsigned behind = 0;    ///< samples in a row after which the total was behind the links
+        bool doubtful = false;  ///< it will not catch up: it leaves a link out
     };
-    struct Share;
+    /// A link's part in one sample of its type's total.
+    struct Share
+    {
+        const HandedLink& handed;
+        Link& link;
+        ByteCounters counted{};
+        ByteCounters recovered{};
+    };
 
-    void Forget(const std::vector<HandedLink>& handed);
     Link& Follow(const HandedLink& handed);
     void TakeType(std::size_t index, const TrafficSample& sample, MeterTime now, std::vector<UsageRow>& rows);
-    void Settle(Type& type, std::vector<Share>& shares, bool begun);
+    static void Settle(Type& type, std::vector<Share>& shares, bool begun);
+    static void CatchUp(Share& share);
 
     const std::string m_boot;
     std::map<int, Link> m_links;  ///< by the kernel's number
