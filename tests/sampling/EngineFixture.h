@@ -62,6 +62,7 @@ struct EngineFixture : testing::Test
     {
         device = std::make_unique<CDeviceMgr>();
         engine = std::make_unique<CStatistic>(device.get());
+        EXPECT_TRUE(nettest::TestClock::AwaitPoll());
     }
     void Stop()
     {

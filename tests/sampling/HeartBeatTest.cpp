@@ -396,6 +396,7 @@ TEST_F(HeartBeat, IsGivenUpAfterFiveSecondsAndLeavesNothingForItsThreadToTouch)
     EXPECT_EQ(FakePlatform::TraceCount("CHeartBeat::~CHeartBeat()"), 1);
     EXPECT_EQ(FakePlatform::TraceCount("CHeartBeat::Thread() stopped"), 0);
 
+    TestClock::RunFree(true);
     leave.set_value();  // the late call returns into freed memory, were there any to return into
     EXPECT_TRUE(Eventually([] { return FakePlatform::TraceCount("CHeartBeat::Thread() stopped") == 1; }));
     beat.wait();

@@ -12,7 +12,8 @@
 namespace nettest {
 namespace {
 
-constexpr useconds_t POLL = 50'000;
+constexpr useconds_t POLL = 50'000;               // microseconds
+constexpr auto LIMIT = std::chrono::seconds(10);  // of real time
 
 struct State
 {
@@ -48,7 +49,7 @@ void Sleep(useconds_t microseconds)
     }
     if (testThread) {  // a destructor that waits for the heartbeat thread
         if (state.waitingTakesTime) state.now += microseconds;
-        ++state.released;
+        state.released = state.arrived;
         state.changed.notify_all();
         lock.unlock();
         std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -133,17 +134,23 @@ void TestClock::WaitingTakesTime(bool takesTime)
     state.waitingTakesTime = takesTime;
 }
 
-bool TestClock::Poll()
+bool TestClock::AwaitPoll()
 {
     State& state = TheState();
     std::unique_lock lock(state.mutex);
-    const auto limit = std::chrono::seconds(10);
-    if (!state.changed.wait_for(lock, limit, [&] { return state.arrived > state.released; })) return false;
+    return state.changed.wait_for(lock, LIMIT, [&] { return state.arrived > state.released; });
+}
 
+bool TestClock::Poll()
+{
+    if (!AwaitPoll()) return false;
+
+    State& state = TheState();
+    std::unique_lock lock(state.mutex);
     const auto passesBefore = state.arrived;
     state.released = state.arrived;
     state.changed.notify_all();
-    return state.changed.wait_for(lock, limit, [&] { return state.arrived > passesBefore; });
+    return state.changed.wait_for(lock, LIMIT, [&] { return state.arrived > passesBefore; });
 }
 
 bool TestClock::Beat()

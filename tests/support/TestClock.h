@@ -30,6 +30,9 @@ public:
     static void FailGetTimeOfDay(bool fail);
     static void WaitingTakesTime(bool takesTime);
 
+    /// Waits until the heartbeat thread stands in its poll, so that nothing of its start is still to come.
+    /// False if it does not arrive within ten seconds of real time.
+    static bool AwaitPoll();
     /// Lets the heartbeat thread make exactly one pass over its receivers and waits until it is back in its
     /// poll. The first call also waits for the thread to arrive there. False if none arrives within ten
     /// seconds of real time.
