@@ -10,6 +10,7 @@
 
 #include "platform/dialup/LinkMonitor.h"
 #include "tests/platform/Machine.h"
+#include "tests/platform/PluginModel.h"
 
 namespace {
 
@@ -17,135 +18,8 @@ using namespace netinfo;
 using namespace std::chrono_literals;
 using nettest::Machine;
 
-constexpr auto kDirections = {&ByteCounters::received, &ByteCounters::sent};
-
-/// The plug-in, small: it sums up the counters of all selected links of a type under the name of the first,
-/// pairs the sums of two heartbeats by that name, and adds up what they grew by.
-class Plugin
-{
-public:
-    explicit Plugin(LinkMonitor& monitor) : m_monitor(monitor) {}
-
-    /// The devices that the host reports as connected.
-    void Connect(std::vector<std::pair<std::string, ConnectionType>> devices)
-    {
-        m_devices = std::move(devices);
-    }
-
-    void Heartbeat()
-    {
-        m_seen.clear();
-        m_selected.clear();
-        if (!m_connected && m_devices.empty()) return;
-        if (m_connected != !m_devices.empty()) {
-            m_connected = !m_devices.empty();
-            m_totals.clear();
-            if (!m_connected) return;
-            m_base = Snapshot();
-            m_inBase = m_selected;
-        }
-
-        std::map<std::string, ByteCounters> totals;
-        for (const Sum& sum : Snapshot()) {
-            ByteCounters last;
-            if (const auto total = m_totals.find(sum.name); total != m_totals.end()) last = total->second;
-            ByteCounters& now = totals[sum.name] = last;
-            for (const Sum& base : m_base) {
-                if (base.name != sum.name) continue;
-                for (const auto direction : kDirections) {
-                    last.*direction += base.counters.*direction;
-                }
-                break;
-            }
-            for (const auto direction : kDirections) {
-                const unsigned long long increment = Increment(last.*direction, sum.counters.*direction);
-                now.*direction += increment;
-                m_counted.*direction += increment;
-            }
-        }
-        m_totals = totals;
-    }
-
-    const ByteCounters& Counted() const { return m_counted; }
-    bool Connected() const { return m_connected; }
-    /// What the last heartbeat was handed; nothing if it did not ask, or asked in vain.
-    const std::vector<PresentedLink>& Seen() const { return m_seen; }
-    /// Names of the links that the last heartbeat counted.
-    const std::set<std::string>& Selected() const { return m_selected; }
-    /// Names of the links whose counters the phase of connection began with.
-    const std::set<std::string>& InBase() const { return m_inBase; }
-
-private:
-    struct Sum
-    {
-        ConnectionType type;
-        std::string name;
-        ByteCounters counters;
-    };
-
-    std::vector<Sum> Snapshot()
-    {
-        std::vector<Sum> sums;
-        m_seen.clear();
-        m_selected.clear();
-        std::vector<PresentedLink> rows;
-        if (m_monitor.ReadRows(rows) == 0) {
-            for (const PresentedLink& row : rows) {
-                Add(sums, row,
-                    {PresentedLink::InRow(row.counters.received), PresentedLink::InRow(row.counters.sent)});
-            }
-        }
-        std::vector<PresentedLink> connections;
-        if (m_monitor.ReadConnections(connections) == 0) {
-            for (const PresentedLink& connection : connections) {
-                PresentedLink measured;
-                if (m_monitor.ReadStatistics(connection.number, measured) != 0) continue;
-                Add(sums, measured, measured.counters);
-            }
-        }
-        return sums;
-    }
-
-    void Add(std::vector<Sum>& sums, const PresentedLink& link, const ByteCounters& counters)
-    {
-        m_seen.push_back(link);
-        for (const auto& [name, type] : m_devices) {
-            if (link.deviceName.find(name) == std::string::npos) continue;
-
-            m_selected.insert(link.deviceName);
-            for (Sum& sum : sums) {
-                if (sum.type != type) continue;
-                sum.counters.received += counters.received;
-                sum.counters.sent += counters.sent;
-                return;
-            }
-            sums.push_back({type, name, counters});
-            return;
-        }
-    }
-
-    static unsigned long long Increment(unsigned long long last, unsigned long long now)
-    {
-        constexpr unsigned long long kFold = 0xFFFFFFFF;
-        constexpr unsigned long long kLargestWrap = 209'715'199;
-        last %= kFold;
-        now %= kFold;
-        if (now == 0) now = last;
-        if (now >= last) return now - last;
-        const unsigned long long wrapped = now + kFold - last;
-        return wrapped > kLargestWrap ? 0 : wrapped;
-    }
-
-    LinkMonitor& m_monitor;
-    std::vector<std::pair<std::string, ConnectionType>> m_devices;
-    bool m_connected = false;
-    std::vector<Sum> m_base;
-    std::set<std::string> m_inBase;
-    std::map<std::string, ByteCounters> m_totals;
-    ByteCounters m_counted;
-    std::vector<PresentedLink> m_seen;
-    std::set<std::string> m_selected;
-};
+using nettest::kDirections;
+using nettest::PluginModel;
 
 /// A machine with a plug-in and a host, and a ledger of every byte: what the plug-in must have counted.
 ///
@@ -309,7 +183,7 @@ public:
 
     Machine machine;
     LinkMonitor monitor{machine};
-    Plugin plugin{monitor};
+    PluginModel plugin{monitor};
 
 private:
     /// Bytes of one link on their way to the plug-in.
@@ -506,7 +380,7 @@ TEST(CountedTraffic, OfABridgedLinkIsCountedOnce)
 {
     Machine machine;
     LinkMonitor monitor(machine);
-    Plugin plugin(monitor);
+    PluginModel plugin(monitor);
     machine.Hardware("eth0");
     machine.Master("bridge", "br0", {"eth0"});
     machine.DefaultRoute("br0");
@@ -536,7 +410,7 @@ TEST(CountedTraffic, AtAnySpeedIsCountedToTheByte)
     // 10 Gbit/s: the plug-in's 32-bit fold comes round every few seconds, with steps that it would refuse.
     Machine machine;
     LinkMonitor monitor(machine);
-    Plugin plugin(monitor);
+    PluginModel plugin(monitor);
     machine.Hardware("eth0");
     const auto counted = monitor.ReadCountedLinks().value();
     plugin.Connect({{counted[0].deviceName, counted[0].type}});
