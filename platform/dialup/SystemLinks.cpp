@@ -50,9 +50,9 @@ std::vector<std::string> NamesBehind(const std::string& prefix, const std::strin
     return names;
 }
 
-LinkFacts ReadFacts(const KernelLink& link)
+LinkFacts ReadFacts(const KernelLink& link, const std::string& deviceTree)
 {
-    const std::string directory = "/sys/class/net/" + link.name;
+    const std::string directory = deviceTree + "/" + link.name;
     const Uevent uevent = ParseUevent(ReadText(directory + "/uevent"));
     if (uevent.index != link.index) return {};  // a namesake in another namespace
 
@@ -102,9 +102,9 @@ int SystemLinks::ReadSurroundings(const std::vector<KernelLink>& links, Surround
     if (!routes) return EBADMSG;
 
     surroundings.defaultRouteLinks = std::move(*routes);
-    surroundings.pppoeLinks = ParsePppoeSessions(ReadText("/proc/thread-self/net/pppoe"));
+    surroundings.pppoeLinks = ParsePppoeSessions(ReadText(m_files.pppoeSessions));
     for (const KernelLink& link : links) {
-        surroundings.facts[link.index] = ReadFacts(link);
+        surroundings.facts[link.index] = ReadFacts(link, m_files.deviceTree);
         if (const auto rule = ReadRule(link.name)) surroundings.rules[link.name] = *rule;
     }
     return 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/dialup/LinkMonitor.h"
@@ -16,11 +18,22 @@ namespace netinfo {
 class SystemLinks : public LinkSource
 {
 public:
+    /// The kernel's files.
+    struct Files
+    {
+        std::string deviceTree = "/sys/class/net";
+        std::string pppoeSessions = "/proc/thread-self/net/pppoe";
+    };
+
+    SystemLinks() = default;
+    explicit SystemLinks(Files files) : m_files(std::move(files)) {}
+
     int ReadLinks(std::vector<KernelLink>& links) override;
     int ReadSurroundings(const std::vector<KernelLink>& links, Surroundings& surroundings) override;
     std::chrono::milliseconds Now() override;
 
 private:
+    Files m_files;
     Netlink m_netlink;
     std::vector<std::byte> m_messages;  ///< of the last dump; kept for its memory
 };

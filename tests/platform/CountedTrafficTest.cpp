@@ -385,8 +385,9 @@ TEST(CountedTraffic, OfABridgedLinkIsCountedOnce)
     machine.Master("bridge", "br0", {"eth0"});
     machine.DefaultRoute("br0");
     const auto sample = [&] {
-        std::vector<std::pair<std::string, ConnectionType>> devices;
         const auto counted = monitor.ReadCountedLinks().value();
+        std::vector<std::pair<std::string, ConnectionType>> devices;
+        devices.reserve(counted.size());
         for (const CountedLink& link : counted) {
             devices.emplace_back(link.deviceName, link.type);
         }

@@ -192,9 +192,10 @@ TEST(ParseLinkMessage, RejectsAnAttributeThatReachesBeyondTheMessage)
 
 TEST(ParseLinkMessage, RejectsAnAttributeShorterThanItsOwnHeader)
 {
-    for (std::uint16_t length = 0; length < sizeof(nlattr); ++length) {
+    for (std::size_t length = 0; length < sizeof(nlattr); ++length) {
+        const auto claimed = static_cast<std::uint16_t>(length);
         Buffer name = Attribute(IFLA_IFNAME, Terminated("eth0"));
-        std::memcpy(name.data(), &length, sizeof(length));
+        std::memcpy(name.data(), &claimed, sizeof(claimed));
 
         EXPECT_FALSE(ParseLinkMessage(Message(RTM_NEWLINK, LinkHead(FullLink()), {name})));
     }

@@ -60,6 +60,7 @@ private:
     {
         if (error != 0) return {"error " + std::to_string(error)};
         std::vector<std::string> described;
+        described.reserve(links.size());
         for (const PresentedLink& link : links) {
             described.push_back(link.deviceName + " " + std::to_string(link.counters.received) + " " +
                                 std::to_string(link.counters.sent));
