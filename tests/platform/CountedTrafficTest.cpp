@@ -357,6 +357,20 @@ TEST_P(RandomLinks, AreCountedToTheByteWithAHostThatIsASecondLate)
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomLinks, testing::Range(1U, 13U));
 
+/// The host looks and reports, and a second later the plug-in samples.
+void ReportAndSample(Machine& machine, LinkMonitor& monitor, Plugin& plugin)
+{
+    const auto counted = monitor.ReadCountedLinks().value();
+    std::vector<std::pair<std::string, ConnectionType>> devices;
+    devices.reserve(counted.size());
+    for (const CountedLink& link : counted) {
+        devices.emplace_back(link.deviceName, link.type);
+    }
+    plugin.Connect(std::move(devices));
+    machine.Wait(1s);
+    plugin.Heartbeat();
+}
+
 TEST(CountedTraffic, OfALinkNeverGoesToANamesake)
 {
     World world(1);
@@ -384,26 +398,55 @@ TEST(CountedTraffic, OfABridgedLinkIsCountedOnce)
     machine.Hardware("eth0");
     machine.Master("bridge", "br0", {"eth0"});
     machine.DefaultRoute("br0");
-    const auto sample = [&] {
-        const auto counted = monitor.ReadCountedLinks().value();
-        std::vector<std::pair<std::string, ConnectionType>> devices;
-        devices.reserve(counted.size());
-        for (const CountedLink& link : counted) {
-            devices.emplace_back(link.deviceName, link.type);
-        }
-        plugin.Connect(devices);
-        machine.Wait(1s);
-        plugin.Heartbeat();
-    };
-    sample();
+    ReportAndSample(machine, monitor, plugin);
     for (int second = 0; second < 10; ++second) {
         machine.Transfer("eth0", 1'000, 100);
         machine.Transfer("br0", 1'000, 100);
         if (second == 5) machine.Rule("br0", Ruling::Adsl);  // the bridge takes over
-        sample();
+        ReportAndSample(machine, monitor, plugin);
     }
 
     EXPECT_EQ((ByteCounters{9'001, 901}), plugin.Counted()) << "the bridge counts from 1, when it took over";
+}
+
+TEST(CountedTraffic, GoesOnWhenALinkOfItsTypeLeavesAndComesBack)
+{
+    // The worked example of docs/counters.md.
+    Machine machine;
+    LinkMonitor monitor(machine);
+    Plugin plugin(monitor);
+    machine.Hardware("eth0");
+    machine.Hardware("eth1");
+    struct Second
+    {
+        unsigned long long eth0;  ///< raw; 0: down
+        unsigned long long eth1;
+        std::vector<std::pair<std::string, unsigned long long>> rows;
+        unsigned long long counted;
+    };
+    const std::vector<Second> seconds = {
+        {5'000, 900, {{"/eth0/1/", 1}, {"/eth1/2/", 1}}, 0},
+        {5'600, 950, {{"/eth0/1/", 601}, {"/eth1/2/", 51}}, 650},
+        {0, 970, {{"/eth1/3/", 21}}, 21},
+        {6'000, 980, {{"/eth1/3/", 31}, {"/eth0/4/", 1}}, 11},
+        {6'050, 980, {{"/eth1/3/", 31}, {"/eth0/4/", 51}}, 50},
+    };
+    unsigned long long before = 0;
+    for (const auto& [eth0, eth1, rows, counted] : seconds) {
+        machine.Link("eth1").counters->received = eth1;
+        if (eth0 != 0) machine.Link("eth0").counters->received = eth0;
+        if (IsUp(machine.Link("eth0")) != (eth0 != 0)) machine.SetUp("eth0", eth0 != 0);
+        ReportAndSample(machine, monitor, plugin);
+
+        std::vector<std::pair<std::string, unsigned long long>> seen;
+        seen.reserve(plugin.Seen().size());
+        for (const PresentedLink& link : plugin.Seen()) {
+            seen.emplace_back(link.deviceName, link.counters.received);
+        }
+        EXPECT_EQ(rows, seen);
+        EXPECT_EQ(counted, plugin.Counted().received - before);
+        before = plugin.Counted().received;
+    }
 }
 
 TEST(CountedTraffic, AtAnySpeedIsCountedToTheByte)

@@ -283,6 +283,7 @@ TEST(ParseLinks, RejectsAMessageShorterThanItsOwnHeader)
         std::memcpy(message.data(), &length, sizeof(length));
 
         EXPECT_FALSE(ParseLinks(message));
+        EXPECT_FALSE(ParseLinkMessage(message));
         EXPECT_FALSE(ParseDefaultRoutes(message));
     }
 }

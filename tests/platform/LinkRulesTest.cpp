@@ -259,6 +259,22 @@ TEST(JudgeLinks, CountsOneOfStackedLinks)
              m.Rule("team0.1", Ruling::Adsl);
          },
          "team0.1=adsl"},
+        {"a bond that was made before its port",
+         [](Machine& m) {
+             const int bond = m.Virtual("bond", "bond0").index;
+             m.Hardware("eth0").masterIndex = bond;
+             m.DefaultRoute("bond0");
+         },
+         "eth0=adsl"},
+        {"ports of a bond carry nothing of each other",
+         [](Machine& m) {
+             m.Hardware("eth0");
+             m.Hardware("eth1");
+             m.Virtual("vlan", "eth1.5", "eth1");
+             m.Master("bond", "bond0", {"eth0", "eth1.5"});
+             m.Rule("eth1.5", Ruling::Wifi);
+         },
+         "eth0=adsl eth1.5=wifi"},
         {"a bond whose only port with carrier is wireless",
          [](Machine& m) {
              m.Hardware("eth0").flags = IFF_UP;
