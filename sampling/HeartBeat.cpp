@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <ctime>
+#include <mutex>
+#include <type_traits>
+#include <utility>
 
 #include "platform/trace/TraceSrv.h"
 #include "sampling/PinModule.h"
@@ -12,7 +15,7 @@
 namespace {
 
 constexpr useconds_t POLL = 50'000;   // microseconds
-constexpr std::time_t END_LIMIT = 5;  // seconds that the destructor waits for the thread
+constexpr std::time_t END_LIMIT = 5;  // seconds to wait for the end of the thread
 
 void Trace(const char* pszText) { TraceSrv_Trace(4, "NetInfoPlugin", pszText); }
 
@@ -25,16 +28,73 @@ int getclock()
     return static_cast<int>(now.tv_sec);
 }
 
-CHeartBeat::CHeartBeat() : m_pState(std::make_shared<STATE>()) { m_pState->m_mtxReceiver.Init(); }
+/// All heartbeats there are, and the end of their threads with the process or the module.
+class CHeartBeat::ALL
+{
+public:
+    static void Add(CHeartBeat& heartbeat)
+    {
+        // Made after the static data of the library, so it goes before them.
+        static const ALL s_end;
+        const std::lock_guard lock(s_mutex);
+        heartbeat.m_pNext = std::exchange(s_pFirst, &heartbeat);
+    }
+
+    static void Remove(CHeartBeat& heartbeat)
+    {
+        const std::lock_guard lock(s_mutex);
+        CHeartBeat** ppLink = &s_pFirst;
+        while (*ppLink != &heartbeat)
+            ppLink = &(*ppLink)->m_pNext;
+        *ppLink = heartbeat.m_pNext;
+    }
+
+    ALL(const ALL&) = delete;
+    ALL& operator=(const ALL&) = delete;
+
+private:
+    ALL() = default;
+    ~ALL()
+    {
+        if (getpid() != m_process) return;  // a forked child has the objects but not the threads
+        const std::lock_guard lock(s_mutex);
+        for (CHeartBeat* p = s_pFirst; p; p = p->m_pNext)
+            p->EndThread();
+    }
+
+    const pid_t m_process = getpid();
+
+    // Both stay usable to the very end: a host may tear the plug-in down from a static object of its own.
+    static std::mutex s_mutex;
+    static CHeartBeat* s_pFirst;
+    static_assert(std::is_trivially_destructible_v<std::mutex>);
+};
+
+std::mutex CHeartBeat::ALL::s_mutex;
+CHeartBeat* CHeartBeat::ALL::s_pFirst = nullptr;
+
+CHeartBeat::CHeartBeat() : m_pState(std::make_shared<STATE>())
+{
+    m_pState->m_mtxReceiver.Init();
+    ALL::Add(*this);
+}
 
 CHeartBeat::~CHeartBeat()
 {
+    ALL::Remove(*this);
+    EndThread();
+    if (IsRunning()) PinModule();  // the thread still has to come back through this code
+    Trace("CHeartBeat::~CHeartBeat()");
+}
+
+/// Waits for the thread's end, too, but not for ever, nor for the calling thread.
+void CHeartBeat::EndThread()
+{
     m_pState->m_bStop = 1;
+    if (m_pState->m_idThread == std::this_thread::get_id()) return;
     const std::time_t start = time(nullptr);
     while (IsRunning() && time(nullptr) - start < END_LIMIT)
         usleep(POLL);
-    if (IsRunning()) PinModule();  // the thread still has to come back through this code
-    Trace("CHeartBeat::~CHeartBeat()");
 }
 
 bool CHeartBeat::Register(IHeartBeatNotify* p, unsigned long ulInterval)
@@ -65,6 +125,7 @@ bool CHeartBeat::Deregister(const IHeartBeatNotify* p)
 int CHeartBeat::Thread()
 {
     const std::shared_ptr<STATE> pState = m_pState;
+    pState->m_idThread = std::this_thread::get_id();
     ThreadStarted();  // from here on the object may be gone
     Trace("CHeartBeat::Thread() started");
     while (!pState->m_bStop) {

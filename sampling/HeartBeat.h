@@ -3,6 +3,7 @@
 #include <atomic>
 #include <list>
 #include <memory>
+#include <thread>
 
 #include "platform/common/JMutex.h"
 #include "platform/common/JThread.h"
@@ -24,6 +25,9 @@ int getclock();
 ///
 /// The thread shares its state with the object and touches nothing else of it, so that an object destroyed
 /// under a receiver that hangs leaves nothing behind for that call to fall over when it comes back.
+///
+/// An object that nobody destroys ends its thread all the same before the process ends or the module is
+/// unloaded, for the code and the static data that receivers use go then.
 class CHeartBeat : private JThread
 {
 public:
@@ -38,6 +42,7 @@ public:
     bool Deregister(const IHeartBeatNotify* p);
 
 private:
+    class ALL;
     struct RECEIVER
     {
         IHeartBeatNotify* pNotify;  ///< borrowed
@@ -50,12 +55,15 @@ private:
     {
         JMutex m_mtxReceiver;
         std::list<RECEIVER> m_lstReceiver NETINFO_GUARDED_BY(m_mtxReceiver);  ///< in registration order
-        std::atomic<int> m_bStop{0};  ///< set once, by the destructor; polled by the thread
+        std::atomic<int> m_bStop{0};                ///< set to end the thread, which polls it
+        std::atomic<std::thread::id> m_idThread{};  ///< the thread, once it runs
 
         void CallReceivers() NETINFO_EXCLUDES(m_mtxReceiver);
     };
 
     int Thread() override;
+    void EndThread();
 
     const std::shared_ptr<STATE> m_pState;
+    CHeartBeat* m_pNext = nullptr;  ///< in the list of all heartbeats
 };

@@ -1,6 +1,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -34,6 +35,10 @@ struct Module : testing::Test
         FakePlatform::SetRows({{.description = "wlan0", .received = 1000, .sent = 500}});
         handle = dlopen(NETINFO_MODULE, RTLD_NOW | RTLD_LOCAL);
         if (!handle) ADD_FAILURE() << dlerror();
+    }
+    ~Module() override
+    {
+        if (handle) dlclose(handle);
     }
 
     template <class FUNCTION>
@@ -129,16 +134,46 @@ TEST_F(Module, CanBeLoadedAgain)
     }
 }
 
-TEST_F(Module, StaysLoadedUnderAnEngineThatWasNotDestroyed)
+// A host that ends in a hurry, by `exit` or by closing the module right away.
+
+TEST_F(Module, EndsItsHeartBeatBeforeTheProcessThatForgotIt)
 {
-    CreateConnected();
+    const auto endInAHurry = [this] {
+        std::atexit([] { std::_Exit(FakePlatform::TraceCount("CHeartBeat::Thread() stopped")); });
+        CreateConnected();
+        std::exit(99);
+    };
+    EXPECT_EXIT(endInAHurry(), testing::ExitedWithCode(1), "");
+}
+
+TEST_F(Module, EndsItsHeartBeatBeforeItIsUnloadedUnderIt)
+{
+    const auto closeInAHurry = [this] {
+        CreateConnected();
+        const bool unloaded = Close();
+        const int ended = FakePlatform::TraceCount("CHeartBeat::Thread() stopped");
+        std::_Exit(unloaded && ended == 1 ? 0 : 1);
+    };
+    EXPECT_EXIT(closeInAHurry(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Module, DoesNotWaitForItsHeartBeatInAForkedChild)
+{
+    static bool s_inChild = false;
+    std::atexit([] {
+        if (s_inChild) std::_Exit(TestClock::Now() == START + 1 ? 0 : 1);
+    });
+    IBasePlugin* const plugin = CreateConnected();
+    TestClock::WaitingTakesTime(true);
+    const auto endTheChild = [] {
+        s_inChild = true;
+        std::exit(99);
+    };
+
+    EXPECT_EXIT(endTheChild(), testing::ExitedWithCode(0), "");
+
+    plugin->OnDestroy();
     ReleaseIt();
-
-    EXPECT_FALSE(Close());
-
-    const int reads = FakePlatform::IfTableReads();
-    ASSERT_TRUE(TestClock::Beat());  // the heartbeat runs on in its code
-    EXPECT_GT(FakePlatform::IfTableReads(), reads);
 }
 
 TEST_F(Module, ShowsItsIdentityAndTheNamesOfItsDataFile)
@@ -166,6 +201,19 @@ TEST_F(Module, HidesEverythingElse)
     for (const char* const name :
          {"_ZN10CStatisticD1Ev", "_ZN14CNetInfoPluginC1Ev", "_Z8getclockv", "_Z9PinModulev"})
         EXPECT_FALSE(dlsym(handle, name)) << name;
+}
+
+// The last, because the engine stays.
+TEST_F(Module, StaysLoadedUnderAnEngineThatWasNotDestroyed)
+{
+    CreateConnected();
+    ReleaseIt();
+
+    EXPECT_FALSE(Close());
+
+    const int reads = FakePlatform::IfTableReads();
+    ASSERT_TRUE(TestClock::Beat());  // the heartbeat runs on in its code
+    EXPECT_GT(FakePlatform::IfTableReads(), reads);
 }
 
 }  // namespace
