@@ -392,6 +392,34 @@ TEST_F(Statistic, SavesOnceAndPausesWhenOneConnectionOfSeveralEnds)
     EXPECT_EQ(Total(WIFI).nDevice, WIFI);
 }
 
+TEST_F(Statistic, HoldsUpRegistrationsDuringThePause)
+{
+    Connect("wlan0", WIFI, 1000, 500);
+    Connect("adsl0", ADSL, 2000, 600);
+    Beat();
+    Listener late;
+    std::future<bool> registered;
+    bool early = false;
+    TestClock::OnSleep([&](long long microseconds) {
+        EXPECT_EQ(microseconds, 1'500'000);
+        std::promise<void> trying;
+        registered = std::async(std::launch::async, [&] {
+            trying.set_value();
+            return engine->RegisterCallbackEvent(&late);
+        });
+        trying.get_future().wait();
+        for (int i = 0; i < 1000; ++i)
+            std::this_thread::yield();
+        early = registered.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    });
+    Disconnect("adsl0");
+
+    Beat();
+
+    EXPECT_FALSE(early);
+    EXPECT_TRUE(registered.get());
+}
+
 TEST_F(Statistic, RegistersAListenerOnceAndDeregistersItOnce)
 {
     Listener listener;

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 
 namespace nettest {
 namespace {
@@ -26,6 +27,7 @@ struct State
     bool failGetTimeOfDay = false;
     bool waitingTakesTime = false;
     bool runFree = false;
+    std::function<void(long long)> onSleep;
     unsigned long long arrived = 0;   // times the heartbeat thread has come to its poll
     unsigned long long released = 0;  // times it was let go again
 };
@@ -43,6 +45,11 @@ void Sleep(useconds_t microseconds)
     const bool testThread = std::this_thread::get_id() == state.testThread;
 
     if (microseconds != POLL) {
+        if (const auto action = state.onSleep) {
+            lock.unlock();
+            action(microseconds);
+            lock.lock();
+        }
         state.now += microseconds;
         state.slept += microseconds;
         return;
@@ -81,6 +88,7 @@ void TestClock::Reset(std::time_t second)
     state.failGetTimeOfDay = false;
     state.waitingTakesTime = false;
     state.runFree = false;
+    state.onSleep = nullptr;
     state.arrived = 0;
     state.released = 0;
 }
@@ -132,6 +140,13 @@ void TestClock::WaitingTakesTime(bool takesTime)
     State& state = TheState();
     const std::lock_guard lock(state.mutex);
     state.waitingTakesTime = takesTime;
+}
+
+void TestClock::OnSleep(std::function<void(long long)> action)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.onSleep = std::move(action);
 }
 
 bool TestClock::AwaitPoll()

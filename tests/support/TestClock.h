@@ -1,6 +1,7 @@
 #pragma once
 
 #include <ctime>
+#include <functional>
 
 namespace nettest {
 
@@ -29,6 +30,8 @@ public:
     /// Makes `gettimeofday` fail.
     static void FailGetTimeOfDay(bool fail);
     static void WaitingTakesTime(bool takesTime);
+    /// Is called at every sleep but the polls, on the thread that sleeps, with the microseconds.
+    static void OnSleep(std::function<void(long long)> action);
 
     /// Waits until the heartbeat thread stands in its poll, so that nothing of its start is still to come.
     /// False if it does not arrive within ten seconds of real time.
