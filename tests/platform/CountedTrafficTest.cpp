@@ -358,7 +358,7 @@ TEST_P(RandomLinks, AreCountedToTheByteWithAHostThatIsASecondLate)
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomLinks, testing::Range(1U, 13U));
 
 /// The host looks and reports, and a second later the plug-in samples.
-void ReportAndSample(Machine& machine, LinkMonitor& monitor, Plugin& plugin)
+void ReportAndSample(Machine& machine, LinkMonitor& monitor, PluginModel& plugin)
 {
     const auto counted = monitor.ReadCountedLinks().value();
     std::vector<std::pair<std::string, ConnectionType>> devices;
@@ -414,7 +414,7 @@ TEST(CountedTraffic, GoesOnWhenALinkOfItsTypeLeavesAndComesBack)
     // The worked example of docs/counters.md.
     Machine machine;
     LinkMonitor monitor(machine);
-    Plugin plugin(monitor);
+    PluginModel plugin(monitor);
     machine.Hardware("eth0");
     machine.Hardware("eth1");
     struct Second
