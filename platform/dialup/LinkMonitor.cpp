@@ -177,15 +177,14 @@ int LinkMonitor::Look(bool around)
 /// The heartbeat that a question belongs to: the one under way if its look is at most so old, else a new one.
 LinkMonitor::Heartbeat& LinkMonitor::Current(milliseconds atMost)
 {
-    const milliseconds now = m_source.Now();
-    if (m_heartbeat && now - m_heartbeat->time <= atMost) return *m_heartbeat;
+    if (m_heartbeat && m_source.Now() - m_heartbeat->time <= atMost) return *m_heartbeat;
 
     if (const int error = Look(false); error != 0) {
         FailHeartbeat(error);
         return *m_heartbeat;
     }
     ++m_handOuts;
-    m_heartbeat.emplace(Heartbeat{0, now, m_counters.HandOut(Sampling())});
+    m_heartbeat = Heartbeat{0, m_source.Now(), m_counters.HandOut(Sampling())};
     m_unasked = {};
     return *m_heartbeat;
 }

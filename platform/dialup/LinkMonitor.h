@@ -67,7 +67,7 @@ private:
     struct Heartbeat
     {
         int error = 0;
-        std::chrono::milliseconds time{};
+        std::chrono::milliseconds time{};  ///< when the look was over; the kernel may let one wait
         std::vector<PresentedLink> links{};
         bool listed = false;                ///< the connections were asked for
         std::set<unsigned int> named{};     ///< handles whose name was asked for

@@ -1,8 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <optional>
-#include <vector>
 
 #include "platform/common/JMutex.h"
 #include "platform/common/ThreadAnnotations.h"

@@ -4,13 +4,19 @@
 
 #include "platform/common/Export.h"
 
-/// Counters of the machine's links, as the plug-in reads them once a second: dial-up connections by handle,
-/// every other link as a row of the interface table. Fixed layouts, C linkage.
+/// Counters of the machine's counted links, as the plug-in reads them once a second: dial-up connections by
+/// handle, every other link as a row of the interface table. Fixed layouts, C linkage. Names, descriptions
+/// and the order of rows and handles are those of CountedLinks.h.
+///
+/// The table opens a heartbeat: the list, names and statistics that are asked for after it are of the same
+/// moment. What is asked for again within 200 ms is answered alike.
 ///
 /// Threads:   any thread; calls are serialised inside.
 /// Ownership: lists and tables belong to the caller, who gives them back to the Release function.
-/// Units:     bytes since the link came up, counted from 1.
-/// Errors:    0 is success; otherwise the result is an error number of the system.
+/// Units:     bytes since the link came up, counted from 1. A row holds them folded with the modulus
+///            2^32 - 1, and never 0.
+/// Errors:    0 is success; otherwise the result is an error number of the system, and list and table are
+///            null. The list is null, too, where there is no dial-up connection.
 extern "C" {
 
 #pragma GCC diagnostic push

@@ -135,6 +135,19 @@ TEST_F(LinkMonitorTest, ServesAHeartbeatFromOneLookEvenIfItIsHeldUp)
     EXPECT_EQ(1, m_machine.linkReads);
 }
 
+TEST_F(LinkMonitorTest, ServesAHeartbeatFromOneLookHoweverLongThatTook)
+{
+    m_machine.Ppp("ppp0");
+    m_machine.linkReadTime = 5s;
+    Rows();
+    Connections();
+    Name(1);
+    Statistics(1);
+    Rows();
+
+    EXPECT_EQ(1, m_machine.linkReads);
+}
+
 TEST_F(LinkMonitorTest, LooksAnewWhenAQuestionComesAgainLater)
 {
     m_machine.Hardware("eth0");

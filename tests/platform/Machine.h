@@ -115,6 +115,7 @@ public:
     int ReadLinks(std::vector<netinfo::KernelLink>& read) override
     {
         ++linkReads;
+        m_now += linkReadTime;
         if (linkError != 0) return linkError;
         read = links;
         return 0;
@@ -131,7 +132,8 @@ public:
 
     std::vector<netinfo::KernelLink> links;
     netinfo::Surroundings surroundings;
-    int linkError = 0;  ///< what the next reads of links fail with; 0: they do not
+    std::chrono::milliseconds linkReadTime{};  ///< what a read of links takes
+    int linkError = 0;                         ///< what the next reads of links fail with; 0: they do not
     int surroundingError = 0;
     int linkReads = 0;
     int surroundingReads = 0;
