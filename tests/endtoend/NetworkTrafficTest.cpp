@@ -22,7 +22,8 @@
 #include "tests/support/Text.h"
 
 // `netinfo run` in a network namespace of its own, with the far ends of its links in a second one: what it
-// counts is held against the kernel's own counters. Needs root; real time passes here, but nothing is timed.
+// counts is held against the kernel's own counters, from the moment that it says it is counting: by then the
+// links are quiet. Needs root; real time passes here, but nothing is timed.
 
 namespace {
 
@@ -250,11 +251,11 @@ TEST_F(NetworkTraffic, EqualsTheKernelsCountWhileLinksComeAndGo)
     ASSERT_NO_FATAL_FAILURE(AddLink("eth2", 2));
     ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
     m_far.Send("10.77.1.1", 2'200'000'000, 50'000);
-    const Traffic before = m_machine.Count("eth1");
-    ASSERT_GT(before.received, 2'200'000'000U);
 
     Program program = Netinfo("eth1=adsl\neth2=wifi\n");
     ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+    const Traffic before = m_machine.Count("eth1");
+    ASSERT_GT(before.received, 2'200'000'000U);
 
     // A transfer over it counts whole, and nothing else does.
     Transfer(1, 10'000'000, 1'000'000);
@@ -298,10 +299,10 @@ TEST_F(NetworkTraffic, LosesNothingWhenOneOfTwoLinksOfATypeLeavesOrComesBack)
     ASSERT_NO_FATAL_FAILURE(AddLink("eth2", 2));
     ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
     ASSERT_NO_FATAL_FAILURE(Up("eth2", 2));
-    const Traffic first = m_machine.Count("eth1");
-    const Traffic second = m_machine.Count("eth2");
     Program program = Netinfo("eth1=adsl\neth2=adsl\n");
     ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+    const Traffic first = m_machine.Count("eth1");
+    const Traffic second = m_machine.Count("eth2");
 
     Transfer(1, 5'000'000, 50'000);
     Transfer(2, 7'000'000, 70'000);
@@ -328,9 +329,9 @@ TEST_F(NetworkTraffic, OfALinkNeverCountsForOneWhoseNameItBegins)
     ASSERT_NO_FATAL_FAILURE(AddLink("eth10", 2));
     ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
     ASSERT_NO_FATAL_FAILURE(Up("eth10", 2));
-    const Traffic before = m_machine.Count("eth1");
     Program program = Netinfo("eth1=adsl\neth10=ignore\n");
     ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+    const Traffic before = m_machine.Count("eth1");
 
     Transfer(2, 9'000'000, 90'000);
     Transfer(1, 1'000'000, 10'000);
@@ -354,10 +355,10 @@ TEST_F(NetworkTraffic, OverABridgeCountsOnce)
     ASSERT_TRUE(m_machine.Ip("neigh replace 10.77.1.2 lladdr 02:00:00:00:00:21 dev br0"));
     ASSERT_TRUE(m_far.Ip("neigh replace 10.77.1.1 lladdr 02:00:00:00:00:11 dev eth1"));
     ASSERT_TRUE(BridgeForwards());
-    const Traffic bridged = m_machine.Count("br0");
-    const Traffic before = m_machine.Count("eth1");
     Program program = Netinfo("eth1=adsl\n");
     ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+    const Traffic bridged = m_machine.Count("br0");
+    const Traffic before = m_machine.Count("eth1");
 
     Transfer(1, 6'000'000, 60'000);
     const Traffic expected = m_machine.Count("eth1") - before;
