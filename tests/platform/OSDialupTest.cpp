@@ -82,6 +82,65 @@ std::multiset<std::string> CountedNames()
     return names;
 }
 
+/// What a fresh process says of `question` if one allocation fails after so many: 0 the answer is there as no
+/// allocation failed, 1 it failed in order, anything else not.
+int OutcomeWhereMemoryRunsOutAfter(std::size_t succeeding, bool (*question)())
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        bool answered = false;
+        bool failed = false;
+        {
+            const nettest::FailingAllocation failing(succeeding);
+            answered = question();
+            failed = failing.HasFailed();
+        }
+        if (!failed) _exit(answered ? 0 : 2);
+        _exit(1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// Comes first, so that each child makes the service and its first look.
+TEST(OSDialup, ThrowsNothingWhereMemoryRunsOut)
+{
+    if (!nettest::FailingAllocation::Available())
+        GTEST_SKIP() << "this sanitizer keeps operator new to itself";
+    const std::vector<bool (*)()> questions = {
+        [] {
+            _OS_DIALUP_IFTABLE* table = nullptr;
+            const bool answered = OS_DIALUP_GetIfTable(&table, nullptr) == 0;
+            if (answered != (table != nullptr)) _exit(3);
+            return answered;
+        },
+        [] {
+            _OS_DIALUP_CONNECTIONSLIST* list = nullptr;
+            return OS_DIALUP_EnumConnections(&list, nullptr) == 0;
+        },
+        [] {
+            _OS_DIALUP_STATISTICS statistics{};
+            return OS_DIALUP_GetNetworkStatistics(1, &statistics, nullptr) == ENODEV;
+        },
+        [] {
+            _OS_DIALUP_CONNECTIONSTATE state{};
+            return OS_DIALUP_GetConnectionState(1, &state, nullptr) == ENODEV;
+        },
+        [] { return netinfo::ReadCountedLinks().has_value(); },
+        [] { return !netinfo::ReadAllLinks().empty(); },
+    };
+    for (std::size_t i = 0; i < questions.size(); ++i) {
+        int outcome = 1;
+        std::size_t succeeding = 0;
+        for (; outcome == 1; ++succeeding) {
+            outcome = OutcomeWhereMemoryRunsOutAfter(succeeding, questions[i]);
+        }
+        EXPECT_EQ(0, outcome) << "question " << i << ", allocation " << succeeding - 1;
+        EXPECT_GT(succeeding, 10U);
+    }
+}
+
 TEST(OSDialup, HasATableOnAnyMachine)
 {
     const Table table = ReadTable();
@@ -160,64 +219,6 @@ TEST(OSDialup, ServesManyThreads)
     }
     for (std::thread& thread : threads) {
         thread.join();
-    }
-}
-
-/// What a fresh process says of `question` if one allocation fails after so many: 0 the answer is there as no
-/// allocation failed, 1 it failed in order, anything else not.
-int OutcomeWhereMemoryRunsOutAfter(std::size_t succeeding, bool (*question)())
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        bool answered = false;
-        bool failed = false;
-        {
-            const nettest::FailingAllocation failing(succeeding);
-            answered = question();
-            failed = failing.HasFailed();
-        }
-        if (!failed) _exit(answered ? 0 : 2);
-        _exit(1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-TEST(OSDialup, ThrowsNothingWhereMemoryRunsOut)
-{
-    if (!nettest::FailingAllocation::Available())
-        GTEST_SKIP() << "this sanitizer keeps operator new to itself";
-    const std::vector<bool (*)()> questions = {
-        [] {
-            _OS_DIALUP_IFTABLE* table = nullptr;
-            const bool answered = OS_DIALUP_GetIfTable(&table, nullptr) == 0;
-            if (answered != (table != nullptr)) _exit(3);
-            return answered;
-        },
-        [] {
-            _OS_DIALUP_CONNECTIONSLIST* list = nullptr;
-            return OS_DIALUP_EnumConnections(&list, nullptr) == 0;
-        },
-        [] {
-            _OS_DIALUP_STATISTICS statistics{};
-            return OS_DIALUP_GetNetworkStatistics(1, &statistics, nullptr) == ENODEV;
-        },
-        [] {
-            _OS_DIALUP_CONNECTIONSTATE state{};
-            return OS_DIALUP_GetConnectionState(1, &state, nullptr) == ENODEV;
-        },
-        [] { return netinfo::ReadCountedLinks().has_value(); },
-        [] { return !netinfo::ReadAllLinks().empty(); },
-    };
-    for (std::size_t i = 0; i < questions.size(); ++i) {
-        int outcome = 1;
-        std::size_t succeeding = 0;
-        for (; outcome == 1; ++succeeding) {
-            outcome = OutcomeWhereMemoryRunsOutAfter(succeeding, questions[i]);
-        }
-        EXPECT_EQ(0, outcome) << "question " << i << ", allocation " << succeeding - 1;
-        EXPECT_GT(succeeding, 10U);
     }
 }
 
