@@ -227,6 +227,7 @@ TEST(OSDialup, ServesManyThreads)
 TEST(OSDialupNamespaceTest, TellsThePluginOfLinksAndTheirBytes)
 {
     if (geteuid() != 0) GTEST_SKIP() << "network namespaces need root";
+    if (netinfo::LinkGeneration() != 0) GTEST_SKIP() << "this process looks at another namespace already";
     const nettest::Namespace here;
     if (here.Error() != 0) GTEST_SKIP() << "no namespace: " << std::strerror(here.Error());
     nettest::Tunnel wan(here, "wan0");
