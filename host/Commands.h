@@ -3,6 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "host/Limit.h"
+#include "host/UsageReport.h"
+
 namespace netinfo {
 
 /// What every command that loads the plug-in's module is told.
@@ -36,6 +39,20 @@ int ResetCommand(const CommonOptions& options, const std::string& name, bool yes
 int ListSettingsCommand(bool json);
 int GetSettingCommand(const std::string& key, bool json);
 int SetSettingCommand(const std::string& key, const std::string& value, bool json);
+
+/// What the usage ledger has, as `words` ask for it.
+enum class UsageOutput
+{
+    AsTable,
+    AsJson,
+    AsCsv
+};
+int UsageCommand(const UsageWords& words, UsageOutput output);
+
+/// The limit: how it stands, a new one, none.
+int ShowLimitCommand(bool json);
+int SetLimitCommand(const LimitWords& words, bool json);
+int ClearLimitCommand(bool json);
 
 /// Every link of the machine, and what it is counted as or why it is not.
 int DevicesCommand(bool json);

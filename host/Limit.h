@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "host/Json.h"
 #include "host/LocalCalendar.h"
@@ -29,6 +30,9 @@ struct Limit
     bool operator==(const Limit&) const = default;
 };
 
+/// "month", "week" or "day".
+std::string_view LimitPeriodName(Period period);
+
 /// The words of the command line as a limit. EXIT_USAGE for what is none.
 struct LimitWords
 {
@@ -48,6 +52,7 @@ struct LimitStatus
 {
     Limit limit;
     Date firstDay{};      ///< of the period
+    Date lastDay{};       ///< of the period
     long long start = 0;  ///< moment
     long long end = 0;    ///< the moment after the period
     unsigned long long used = 0;

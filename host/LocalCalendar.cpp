@@ -1,5 +1,7 @@
 #include "host/LocalCalendar.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <ctime>
 
@@ -63,6 +65,12 @@ long long StartOf(Date day)
 }
 
 Date Plus(Date day, int days) { return std::chrono::sys_days(day) + std::chrono::days(days); }
+
+std::string DateText(Date day)
+{
+    return fmt::format("{:04}-{:02}-{:02}", static_cast<int>(day.year()), static_cast<unsigned>(day.month()),
+                       static_cast<unsigned>(day.day()));
+}
 
 Date FirstDayOf(Period period, Date day, const PeriodStarts& starts)
 {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
 
 namespace netinfo {
 
@@ -50,6 +51,8 @@ std::optional<long long> MomentShowing(const ClockTime& time);
 long long StartOf(Date day);
 /// The day that many days later, or earlier.
 Date Plus(Date day, int days);
+/// "2024-05-01".
+std::string DateText(Date day);
 
 /// The first day of the period (a day or longer) in which `day` lies, and of those before and after it.
 Date FirstDayOf(Period period, Date day, const PeriodStarts& starts);

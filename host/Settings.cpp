@@ -14,16 +14,17 @@
 #include <string_view>
 
 #include "host/Format.h"
-#include "host/Text16.h"
+#include "host/StoredSetting.h"
 #include "host/TrafficType.h"
 #include "platform/common/Directories.h"
-#include "platform/common/GlobalFunction.h"
 
 namespace netinfo {
 namespace {
 
 constexpr std::string_view WEEK_START = "week-start";
 constexpr std::string_view MONTH_START = "month-start";
+constexpr std::string_view LIMIT_COMMAND = "limit-command";
+constexpr std::string_view NONE = "none";
 constexpr std::string_view LINK_PREFIX = "link.";
 constexpr std::string_view DEFAULT = "default";
 constexpr std::string_view AUTO = "auto";
@@ -93,6 +94,14 @@ std::optional<std::string> RuleToStored(const std::string& value)
     return RuleFromStored(value);
 }
 
+std::optional<std::string> CommandFromStored(const std::string& stored) { return stored; }
+
+std::optional<std::string> CommandToStored(const std::string& value)
+{
+    if (value.find_first_of("\r\n") != std::string::npos) return std::nullopt;
+    return LowerCase(value) == NONE ? "" : value;
+}
+
 /// What the kernel takes for a name and the settings file can keep.
 bool CanHaveRule(std::string_view link)
 {
@@ -115,28 +124,22 @@ Result<Form> FindForm(const std::string& key)
         return Form{"uselimit",         "startmonthdate", "1", "a day of the month from 1 to 28",
                     MonthDayFromStored, MonthDayToStored};
     }
+    if (key == LIMIT_COMMAND) {
+        return Form{"limit",           "command",      NONE, "a command of one line, or none",
+                    CommandFromStored, CommandToStored};
+    }
     if (!key.starts_with(LINK_PREFIX)) {
-        return Failure{fmt::format("there is no setting '{}', only week-start, month-start and link.NAME",
-                                   Printable(key)),
-                       EXIT_USAGE};
+        return Failure{
+            fmt::format("there is no setting '{}', only week-start, month-start, limit-command and "
+                        "link.NAME",
+                        Printable(key)),
+            EXIT_USAGE};
     }
     const std::string link = key.substr(LINK_PREFIX.size());
     if (!CanHaveRule(link)) {
         return Failure{fmt::format("'{}' is not the name of a link", Printable(link)), EXIT_USAGE};
     }
     return Form{"links", link, AUTO, "dial-up, wifi, adsl, ignore or auto", RuleFromStored, RuleToStored};
-}
-
-std::string ReadStored(std::string_view section, const std::string& key)
-{
-    const Text16 section16 = ToText16(std::string(section));
-    const Text16 key16 = ToText16(key);
-    const int length = CGlobalFunction::GetSetting(section16.c_str(), key16.c_str(), nullptr, 0);
-    if (length <= 0) return {};
-    Text16 value(static_cast<std::size_t>(length) + 1, 0);
-    const int copied = CGlobalFunction::GetSetting(section16.c_str(), key16.c_str(), value.data(), length);
-    value.resize(static_cast<std::size_t>(std::max(copied, 0)));
-    return FromText16(value);
 }
 
 Setting ReadForm(const std::string& key, const Form& form)
@@ -182,7 +185,8 @@ Result<Setting> ReadSetting(const std::string& key)
 
 std::vector<Setting> ReadSettings()
 {
-    std::vector<std::string> keys{std::string(WEEK_START), std::string(MONTH_START)};
+    std::vector<std::string> keys{std::string(WEEK_START), std::string(MONTH_START),
+                                  std::string(LIMIT_COMMAND)};
     // The store answers for names; which names there are, only its files tell.
     std::set<std::string> links;
     AddRuledLinks(ModuleDirectory() + "DataUsageLimit.ini", links);
@@ -194,7 +198,8 @@ std::vector<Setting> ReadSettings()
     for (const std::string& key : keys) {
         auto setting = ReadSetting(key);
         if (!setting) continue;  // no link can have that name
-        if (key.starts_with(LINK_PREFIX) && setting->isDefault) continue;
+        const bool always = key == WEEK_START || key == MONTH_START;
+        if (!always && setting->isDefault) continue;
         settings.push_back(std::move(*setting));
     }
     return settings;
@@ -209,13 +214,19 @@ Result<Setting> WriteSetting(const std::string& key, const std::string& value)
         return Failure{fmt::format("{} is {}, not '{}'", Printable(key), form->choice, Printable(value)),
                        EXIT_USAGE};
     }
-    const Text16 section16 = ToText16(std::string(form->section));
-    if (!CGlobalFunction::SetSetting(section16.c_str(), ToText16(form->storedKey).c_str(),
-                                     ToText16(*stored).c_str())) {
-        return Failure{fmt::format("the settings file {}DataUsageLimit.ini cannot be written",
-                                   Printable(ConfigDirectory()))};
-    }
+    if (auto failure = WriteStored(form->section, form->storedKey, *stored)) return *failure;
     return ReadForm(key, *form);
+}
+
+PeriodStarts ReadPeriodStarts()
+{
+    PeriodStarts starts;
+    unsigned long long number = 0;
+    if (ParseDigits(ReadStored("uselimit", "startweekdate"), number) && number < WEEKDAYS.size())
+        starts.weekday = static_cast<unsigned>(number);
+    if (ParseDigits(ReadStored("uselimit", "startmonthdate"), number) && number < LAST_MONTH_START)
+        starts.monthDay = static_cast<unsigned>(number) + 1;
+    return starts;
 }
 
 }  // namespace netinfo

@@ -3,16 +3,18 @@
 #include <string>
 #include <vector>
 
+#include "host/LocalCalendar.h"
 #include "host/Result.h"
 
 namespace netinfo {
 
 /// The user's settings in the words of people, over the settings store's own forms:
 ///
-///   key          values                              stored as
-///   week-start   sunday ... saturday                 "uselimit"/"startweekdate", 0 ... 6
-///   month-start  1 ... 28                            "uselimit"/"startmonthdate", 0 ... 27
-///   link.NAME    dial-up, wifi, adsl, ignore, auto   "links"/NAME, the same words; auto is nothing stored
+///   key            values                              stored as
+///   week-start     sunday ... saturday                 "uselimit"/"startweekdate", 0 ... 6
+///   month-start    1 ... 28                            "uselimit"/"startmonthdate", 0 ... 27
+///   limit-command  a command for the shell, none       "limit"/"command", the same; none is nothing stored
+///   link.NAME      dial-up, wifi, adsl, ignore, auto   "links"/NAME, the same; auto is nothing stored
 ///
 /// Threads: any. Errors: an unknown key or a value out of range is EXIT_USAGE, and nothing is changed.
 struct Setting
@@ -25,10 +27,13 @@ struct Setting
 
 /// One setting.
 Result<Setting> ReadSetting(const std::string& key);
-/// Both period starts and every link that has a rule.
+/// Both period starts, the command of the limit, and every link that has a rule.
 std::vector<Setting> ReadSettings();
 /// Stores `value` and returns the setting as it then is. The value "default" takes a period start back to
 /// sunday or 1, as "auto" takes back a link's rule.
 Result<Setting> WriteSetting(const std::string& key, const std::string& value);
+
+/// Both period starts as numbers. What is stored and not understood counts as not stored.
+PeriodStarts ReadPeriodStarts();
 
 }  // namespace netinfo

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/AddUp.h"
 #include "host/Format.h"
 
 namespace netinfo {
@@ -241,18 +242,11 @@ bool Exists(const std::string& path)
     return lstat(path.c_str(), &status) == 0;
 }
 
-void AddTo(unsigned long long& sum, unsigned long long value)
-{
-    sum = value > std::numeric_limits<unsigned long long>::max() - sum
-              ? std::numeric_limits<unsigned long long>::max()
-              : sum + value;
-}
-
 void AddTo(UsageRow& sum, const UsageRow& row)
 {
-    AddTo(sum.downloaded, row.downloaded);
-    AddTo(sum.uploaded, row.uploaded);
-    AddTo(sum.seconds, row.seconds);
+    AddUpTo(sum.downloaded, row.downloaded);
+    AddUpTo(sum.uploaded, row.uploaded);
+    AddUpTo(sum.seconds, row.seconds);
 }
 
 }  // namespace

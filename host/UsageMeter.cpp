@@ -67,7 +67,7 @@ void AddSeconds(UsageRow row, long long seconds, long long now, std::vector<Usag
 UsageMeter::UsageMeter(std::string boot, const std::vector<LinkMark>& marks) : m_boot(std::move(boot))
 {
     for (const LinkMark& mark : marks) {
-        if (mark.boot != m_boot) continue;
+        if (m_boot.empty() || mark.boot != m_boot) continue;
         Link link;
         link.mark = mark;
         link.carrierKnown = true;
@@ -208,7 +208,7 @@ std::vector<LinkMark> UsageMeter::Marks() const
 {
     std::vector<LinkMark> marks;
     for (const auto& [index, link] : m_links) {
-        if (link.carrierKnown && link.followed) marks.push_back(link.mark);
+        if (!m_boot.empty() && link.carrierKnown && link.followed) marks.push_back(link.mark);
     }
     return marks;
 }

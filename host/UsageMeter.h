@@ -45,7 +45,8 @@ struct MeterTime
 class UsageMeter
 {
 public:
-    /// `boot` identifies the run of the kernel; `marks` are those that the last run of the host left.
+    /// `boot` identifies the run of the kernel, empty: nobody knows; `marks` are those that the last run of
+    /// the host left.
     UsageMeter(std::string boot, const std::vector<LinkMark>& marks);
 
     /// The links that are counted now. One that is not among them is not followed any more: what it moves

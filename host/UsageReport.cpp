@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/AddUp.h"
 #include "host/Format.h"
 #include "host/ParseTime.h"
 #include "host/TrafficType.h"
@@ -42,27 +43,14 @@ constexpr std::array<Grouping, 7> GROUPINGS{{
 
 const Grouping& GroupingOf(UsageBy by) { return GROUPINGS.at(static_cast<std::size_t>(by)); }
 
-void AddTo(unsigned long long& sum, unsigned long long value)
-{
-    sum = value > std::numeric_limits<unsigned long long>::max() - sum
-              ? std::numeric_limits<unsigned long long>::max()
-              : sum + value;
-}
-
 void AddTo(UsageFigures& figures, const UsageRow& row)
 {
-    AddTo(figures.downloaded, row.downloaded);
-    AddTo(figures.uploaded, row.uploaded);
-    AddTo(figures.seconds, row.seconds);
+    AddUpTo(figures.downloaded, row.downloaded);
+    AddUpTo(figures.uploaded, row.uploaded);
+    AddUpTo(figures.seconds, row.seconds);
     if (!row.recovered) return;
-    AddTo(figures.recoveredDownloaded, row.downloaded);
-    AddTo(figures.recoveredUploaded, row.uploaded);
-}
-
-std::string DateText(Date day)
-{
-    return fmt::format("{:04}-{:02}-{:02}", static_cast<int>(day.year()), static_cast<unsigned>(day.month()),
-                       static_cast<unsigned>(day.day()));
+    AddUpTo(figures.recoveredDownloaded, row.downloaded);
+    AddUpTo(figures.recoveredUploaded, row.uploaded);
 }
 
 std::string HourText(long long moment)
