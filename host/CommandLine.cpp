@@ -47,6 +47,8 @@ private:
     void AddHistory();
     void AddRecords();
     void AddReset();
+    void AddUsage();
+    void AddLimit();
     void AddSettings();
     void AddDevices();
 
@@ -58,6 +60,9 @@ private:
     std::string m_type;
     std::string m_key;
     std::string m_value;
+    UsageWords m_usage;
+    LimitWords m_limit;
+    bool m_csv = false;
     bool m_last = false;
     bool m_yes = false;
     std::function<int()> m_command;  ///< what the command line asks for
@@ -71,6 +76,8 @@ CommandLine::CommandLine()
     m_app.footer(
         "Examples:\n"
         "  netinfo run                          count, and show a table until Ctrl-C\n"
+        "  netinfo usage --by month             what each month has used\n"
+        "  netinfo limit set 20GB --warn 80%    be warned before 20 GB a month are used\n"
         "  netinfo report                       today, this week, this month, this year, since the reset\n"
         "  netinfo history --since 7d           what ended in the last seven days\n"
         "  netinfo records remove 0-4           remove the five oldest connection records\n"
@@ -85,6 +92,8 @@ CommandLine::CommandLine()
     AddHistory();
     AddRecords();
     AddReset();
+    AddUsage();
+    AddLimit();
     AddSettings();
     AddDevices();
 }
@@ -179,15 +188,79 @@ void CommandLine::AddReset()
     reset->callback([this] { m_command = [this] { return ResetCommand(m_common, m_type, m_yes); }; });
 }
 
+void CommandLine::AddUsage()
+{
+    CLI::App* const usage = AddCommand(m_app, "usage", "Show what was used, by hour, day, week, month ...");
+    usage->add_option("--by", m_usage.by, "hour, day (default), week, month, year, type or profile")
+        ->option_text("WHAT");
+    usage->add_option("--from", m_usage.from, "2024-05-01, '2024-05-01 12:00', or a span back: 12h, 7d, 4w")
+        ->option_text("WHEN");
+    usage->add_option("--to", m_usage.to, "The same; a date means the end of that day")->option_text("WHEN");
+    usage->add_option("--last", m_usage.last, "So many hours, days ..., the present one included")
+        ->option_text("N");
+    usage->add_option("--type", m_usage.type, "dial-up, wifi or adsl alone")->option_text("TYPE");
+    usage->add_option("--top", m_usage.top, "The N with the most traffic, the busiest first")
+        ->option_text("N");
+    CLI::Option* const csv = usage->add_flag("--csv", m_csv, "Comma-separated values, for spreadsheets");
+    usage->add_flag("--json", m_common.json, "JSON, for programs")->excludes(csv);
+    usage->footer(
+        "Examples:\n"
+        "  netinfo usage                        the last 30 days\n"
+        "  netinfo usage --by month --last 6    six months; they begin on the day that the settings say\n"
+        "  netinfo usage --by hour --from 2024-05-01 --to 2024-05-01\n"
+        "  netinfo usage --by day --from 2024-01-01 --top 10\n"
+        "  netinfo usage --by profile --type wifi --from 30d\n"
+        "\n"
+        "Kept are whole hours, each of which counts by its start.");
+    usage->callback([this] {
+        const UsageOutput output = m_csv           ? UsageOutput::AsCsv
+                                   : m_common.json ? UsageOutput::AsJson
+                                                   : UsageOutput::AsTable;
+        m_command = [this, output] { return UsageCommand(m_usage, output); };
+    });
+}
+
+void CommandLine::AddLimit()
+{
+    CLI::App* const limit = AddCommand(m_app, "limit", "Show how much of the limit is used, or change it");
+    limit->require_subcommand(0, 1);
+    limit->footer(
+        "Examples:\n"
+        "  netinfo limit set 20GB                     a month, with a warning at 80 %\n"
+        "  netinfo limit set 500MiB --per day --type wifi --warn 90%\n"
+        "  netinfo settings set limit-command 'notify-send \"$NETINFO_LIMIT_MESSAGE\"'\n"
+        "\n"
+        "GB is decimal, GiB binary. Months and weeks begin on the days that the settings say. The running\n"
+        "netinfo warns once in a period at the warning and once at the limit, and runs the command.");
+    AddJson(*limit);
+    limit->callback([this] {
+        if (!m_command) m_command = [this] { return ShowLimitCommand(m_common.json); };
+    });
+
+    CLI::App* const set = AddCommand(*limit, "set", "Set the limit");
+    set->add_option("AMOUNT", m_limit.amount, "20GB, 18.5GiB or bytes")->option_text(" ")->required();
+    set->add_option("--per", m_limit.per, "month (default), week or day")->option_text("PERIOD");
+    set->add_option("--warn", m_limit.warn, "Warn at that part of it; default 80%")->option_text("PERCENT");
+    set->add_option("--type", m_limit.type, "Of dial-up, wifi or adsl alone")->option_text("TYPE");
+    AddJson(*set);
+    set->callback([this] { m_command = [this] { return SetLimitCommand(m_limit, m_common.json); }; });
+
+    CLI::App* const clear = AddCommand(*limit, "clear", "Have no limit");
+    AddJson(*clear);
+    clear->callback([this] { m_command = [this] { return ClearLimitCommand(m_common.json); }; });
+}
+
 void CommandLine::AddSettings()
 {
     CLI::App* const settings = AddCommand(m_app, "settings", "Show or change the settings");
     settings->require_subcommand(0, 1);
     settings->footer(
         "Settings:\n"
-        "  week-start   the weekday on which a week begins: sunday ... saturday\n"
-        "  month-start  the day on which a month begins: 1 ... 28\n"
-        "  link.NAME    what the link NAME is counted as: dial-up, wifi, adsl, ignore, or auto for no rule");
+        "  week-start     the weekday on which a week begins: sunday ... saturday\n"
+        "  month-start    the day on which a month begins: 1 ... 28\n"
+        "  limit-command  what the shell executes at the limit and at the warning before it, or none\n"
+        "  link.NAME      what the link NAME is counted as: dial-up, wifi, adsl, ignore, or auto for no "
+        "rule");
     AddJson(*settings);
     settings->callback([this] {
         if (!m_command) m_command = [this] { return ListSettingsCommand(m_common.json); };
@@ -198,12 +271,16 @@ void CommandLine::AddSettings()
     list->callback([this] { m_command = [this] { return ListSettingsCommand(m_common.json); }; });
 
     CLI::App* const get = AddCommand(*settings, "get", "Show one setting");
-    get->add_option("KEY", m_key, "week-start, month-start or link.NAME")->option_text(" ")->required();
+    get->add_option("KEY", m_key, "week-start, month-start, limit-command or link.NAME")
+        ->option_text(" ")
+        ->required();
     AddJson(*get);
     get->callback([this] { m_command = [this] { return GetSettingCommand(m_key, m_common.json); }; });
 
     CLI::App* const set = AddCommand(*settings, "set", "Change one setting");
-    set->add_option("KEY", m_key, "week-start, month-start or link.NAME")->option_text(" ")->required();
+    set->add_option("KEY", m_key, "week-start, month-start, limit-command or link.NAME")
+        ->option_text(" ")
+        ->required();
     set->add_option("VALUE", m_value, "The new value")->option_text(" ")->required();
     AddJson(*set);
     set->callback(

@@ -28,6 +28,8 @@
 #include "host/Signals.h"
 #include "host/SleepDetector.h"
 #include "host/Status.h"
+#include "host/UsageRecorder.h"
+#include "platform/common/Directories.h"
 #include "platform/dialup/CountedLinks.h"
 
 namespace netinfo {
@@ -100,7 +102,8 @@ public:
           m_reader(traffic),
           m_json(json),
           m_redraws(!json && CanRedraw(STDOUT_FILENO)),
-          m_colour(WantsColour())
+          m_colour(WantsColour()),
+          m_recorder(UserDataDirectory(), traffic, [this](const std::string& message) { Tell(message); })
     {}
 
     ~RunLoop();
@@ -116,6 +119,7 @@ private:
     void OnTick();
     void OnChange(unsigned changed);
     void Pause();
+    void Tell(const std::string& message);
     void ReadLinks();
     TypeStatus Status(std::size_t index);
     void ShowTable();
@@ -144,6 +148,7 @@ private:
     std::vector<CountedLink> m_links;
     std::array<TypeStatus, TRAFFIC_TYPES.size()> m_shown{};
     unsigned long long m_unshown = 0;  ///< changes that a slow reader did not get
+    UsageRecorder m_recorder;
 };
 
 RunLoop::~RunLoop()
@@ -163,6 +168,7 @@ int RunLoop::Run()
     ShowTable();
     while (m_running)
         Wait();
+    m_recorder.Finish();
     ShowTable();
 
     // A reader that has gone, or a terminal that was closed, is one of the ways to end the host.
@@ -239,9 +245,20 @@ void RunLoop::Pause()
     ShowTable();
 }
 
+/// Says something on standard error that may be the terminal of the table.
+void RunLoop::Tell(const std::string& message)
+{
+    const bool begun = m_screen.Begun();
+    if (begun) m_output.Send(m_screen.End());
+    m_output.Finish(LAST_WORDS);
+    Complain(message);
+    if (begun) m_output.Send(m_screen.Begin());
+}
+
 void RunLoop::OnTick()
 {
     m_tick.Drain();
+    m_recorder.OnTick();
     ++m_ticks;
     if (m_sleep.Slept()) {
         m_devices.ReportSleep();
@@ -255,6 +272,7 @@ void RunLoop::OnTick()
 
 void RunLoop::OnChange(unsigned changed)
 {
+    if (changed != 0) m_recorder.OnChange();
     for (std::size_t i = 0; i < m_shown.size(); ++i) {
         if ((changed >> i & 1U) != 0 && !m_redraws) ShowChange(i);
     }
@@ -269,6 +287,7 @@ void RunLoop::ReadLinks()
     if (!links) return;
     m_links = std::move(*links);
     m_connections.Update(DevicesOf(m_links));
+    m_recorder.Present(m_links);
 }
 
 TypeStatus RunLoop::Status(std::size_t index)

@@ -30,6 +30,7 @@ public:
     std::string Draw(const std::vector<std::string>& lines, std::size_t rows);
     /// Gives the terminal back as it was, the cursor on the line after the last one drawn.
     std::string End();
+    bool Begun() const { return m_begun; }
 
 private:
     std::size_t m_drawn = 0;  ///< lines above the cursor that are ours

@@ -96,7 +96,7 @@ unsigned long long FromStored(long long value)
     return static_cast<unsigned long long>(std::max(value, 0LL));
 }
 
-/// A compiled statement. Every operation is the end of the statement once one has failed.
+/// A compiled statement. Once something has failed, nothing more happens.
 class Statement
 {
 public:
@@ -108,12 +108,12 @@ public:
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
-    /// Sets the parameters, the first to the first.
+    /// Sets the parameters, the first to the first, and begins anew.
     template <class... Values>
     Statement& With(const Values&... values)
     {
-        if (m_code != SQLITE_OK) return *this;
-        sqlite3_reset(m_statement);
+        if (Code() != SQLITE_OK) return *this;
+        m_code = sqlite3_reset(m_statement);
         int position = 0;
         (Bind(++position, values), ...);
         return *this;
