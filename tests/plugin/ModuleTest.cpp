@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <thread>
 
 #include "plugin/HostInterfaces.h"
 #include "tests/support/FakeHost.h"
@@ -157,6 +158,23 @@ TEST_F(Module, EndsItsHeartBeatBeforeItIsUnloadedUnderIt)
     EXPECT_EXIT(closeInAHurry(), testing::ExitedWithCode(0), "");
 }
 
+TEST_F(Module, LetsAListenerEndTheProcess)
+{
+    struct Quitter final : INetInfoEvent
+    {
+        void OnDataChanged(bool, int) override { std::exit(99); }
+    };
+    const auto endFromInside = [this] {
+        std::atexit([] { std::_Exit(7); });
+        Quitter quitter;
+        IBaseInterface* face = nullptr;
+        CreateConnected()->QueryInterface(NETINFO_INTERFACE_SERVICE, &face);
+        static_cast<INetInfoService*>(face)->RegisterCallbackEvent(&quitter);
+        TestClock::Beat();
+    };
+    EXPECT_EXIT(endFromInside(), testing::ExitedWithCode(7), "");
+}
+
 TEST_F(Module, DoesNotWaitForItsHeartBeatInAForkedChild)
 {
     static bool s_inChild = false;
@@ -203,7 +221,26 @@ TEST_F(Module, HidesEverythingElse)
         EXPECT_FALSE(dlsym(handle, name)) << name;
 }
 
-// The last, because the engine stays.
+// The last two, because the module stays.
+
+TEST_F(Module, StaysLoadedUnderAHeartBeatThatHangs)
+{
+    IBasePlugin* const plugin = CreateConnected();
+    TestClock::HoldThread(true);
+    TestClock::WaitingTakesTime(true);
+    plugin->OnDestroy();
+    ReleaseIt();
+    EXPECT_EQ(TestClock::Now(), START + 1 + 5);
+
+    EXPECT_FALSE(Close());
+
+    EXPECT_EQ(FakePlatform::TraceCount("CHeartBeat::Thread() stopped"), 0);
+    TestClock::RunFree(true);  // it comes back through code that is still there
+    while (FakePlatform::TraceCount("CHeartBeat::Thread() stopped") == 0)
+        std::this_thread::yield();
+    TestClock::RunFree(false);
+}
+
 TEST_F(Module, StaysLoadedUnderAnEngineThatWasNotDestroyed)
 {
     CreateConnected();

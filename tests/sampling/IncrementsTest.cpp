@@ -251,6 +251,7 @@ TEST_F(Increment, TakesItsBasesAnewForAsLongAsOneReadsZero)
     Connect("wlan0", WIFI, 1000, 0);
     Beat();
     EXPECT_EQ(FakePlatform::TraceCount("pBaseSnapShot == 0"), 1);
+    EXPECT_EQ(FakePlatform::TraceCount("newSnapShot.ullUL is 0"), 0);  // nor was it anything before
 
     Count("wlan0", 1500, 0);
     Beat();

@@ -26,6 +26,7 @@ struct State
     std::optional<std::time_t> frozenTime;
     bool failGetTimeOfDay = false;
     bool waitingTakesTime = false;
+    bool holdThread = false;
     bool runFree = false;
     std::function<void(long long)> onSleep;
     unsigned long long arrived = 0;   // times the heartbeat thread has come to its poll
@@ -56,7 +57,7 @@ void Sleep(useconds_t microseconds)
     }
     if (testThread) {  // a destructor that waits for the heartbeat thread
         if (state.waitingTakesTime) state.now += microseconds;
-        state.released = state.arrived;
+        if (!state.holdThread) state.released = state.arrived;
         state.changed.notify_all();
         lock.unlock();
         std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -87,6 +88,7 @@ void TestClock::Reset(std::time_t second)
     state.frozenTime.reset();
     state.failGetTimeOfDay = false;
     state.waitingTakesTime = false;
+    state.holdThread = false;
     state.runFree = false;
     state.onSleep = nullptr;
     state.arrived = 0;
@@ -140,6 +142,13 @@ void TestClock::WaitingTakesTime(bool takesTime)
     State& state = TheState();
     const std::lock_guard lock(state.mutex);
     state.waitingTakesTime = takesTime;
+}
+
+void TestClock::HoldThread(bool hold)
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.holdThread = hold;
 }
 
 void TestClock::OnSleep(std::function<void(long long)> action)

@@ -30,6 +30,8 @@ public:
     /// Makes `gettimeofday` fail.
     static void FailGetTimeOfDay(bool fail);
     static void WaitingTakesTime(bool takesTime);
+    /// Keeps the heartbeat thread in its poll even while a destructor waits for it.
+    static void HoldThread(bool hold);
     /// Is called at every sleep but the polls, on the thread that sleeps, with the microseconds.
     static void OnSleep(std::function<void(long long)> action);
 
