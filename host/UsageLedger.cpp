@@ -25,6 +25,7 @@ constexpr int APPLICATION = 0x4E495547;         // marks the file as a ledger: "
 constexpr long long LAST_HOUR = 253402297200;   // the last one of the year 9999
 constexpr int BUSY_WAIT = 250;                  // milliseconds for another program to leave the file
 constexpr long long TOLD_KEPT = 400LL * 86400;  // seconds: longer than any period of a limit
+constexpr int LEAST_PAGE = 512;                 // bytes
 constexpr int SANE_SCHEMA = 1000;               // a number beyond is no schema of the future
 
 /// What makes a ledger of schema i - 1 one of schema i.
@@ -334,7 +335,12 @@ int UsageLedger::Prepare(int& schema)
     if (code != SQLITE_OK) return code;
     sqlite3_busy_timeout(m_file, BUSY_WAIT);
 
-    const int recognised = Recognise(m_file, schema);
+    int recognised = Recognise(m_file, schema);
+    struct stat status
+    {};
+    // SQLite takes less than a page of anything for a database without a page.
+    const bool less = stat(path.c_str(), &status) == 0 && status.st_size > 0 && status.st_size < LEAST_PAGE;
+    if (recognised == IS_EMPTY && less) recognised = SQLITE_NOTADB;
     if (recognised != SQLITE_OK && recognised != IS_EMPTY) return recognised;
     // Small pages: a commit every ten seconds writes whole ones. A transaction that a power cut takes back is
     // no harm, for the links' counters start anew then; what is in the file stays whole.
@@ -389,7 +395,11 @@ void UsageLedger::Add(const UsageRow& row)
 std::optional<Failure> UsageLedger::Commit(const std::vector<LinkMark>& marks)
 {
     if (m_waiting.empty() && m_told.empty() && m_marks == marks) return std::nullopt;
+    int moved = 0;
+    sqlite3_file_control(m_file, "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+    if (moved != 0) Close();  // somebody removed the file: they want a new one
     if (m_file == nullptr) {
+        m_marks.reset();
         if (auto failure = OpenFile()) return failure;
     }
     int code = Write(marks);
