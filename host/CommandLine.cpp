@@ -300,6 +300,14 @@ int CommandLine::Run(int argc, char** argv)
         m_app.parse(argc, argv);
     } catch (const CLI::Success& request) {  // help or version
         return m_app.exit(request) == 0 ? EXIT_DONE : EXIT_FAILED;
+    } catch (const CLI::RequiredError& error) {
+        // The library misses the command before it complains of the word that stands in its place.
+        const std::vector<std::string> unknown = m_app.remaining();
+        if (unknown.empty() || !m_app.get_subcommands().empty())
+            return Fail({fmt::format("{}; see netinfo --help", Printable(error.what())), EXIT_USAGE});
+        const char* const kind = unknown.front().starts_with("-") ? "option" : "command";
+        return Fail({fmt::format("there is no {} '{}'; see netinfo --help", kind, Printable(unknown.front())),
+                     EXIT_USAGE});
     } catch (const CLI::ParseError& error) {
         return Fail({fmt::format("{}; see netinfo --help", Printable(error.what())), EXIT_USAGE});
     }

@@ -280,6 +280,12 @@ TEST_F(CommandTest, AsksBeforeItResetsAndTellsWhatGoes)
     EXPECT_THAT(Log(), Contains("reset 0"));
 }
 
+TEST_F(CommandTest, NamesTheWordThatIsNoCommandOrOption)
+{
+    ExpectComplaint(Run({"frobnicate"}), 2, "there is no command 'frobnicate'");
+    ExpectComplaint(Run({"--frobnicate"}), 2, "there is no option '--frobnicate'");
+}
+
 TEST_F(CommandTest, RefusesToResetAnUnknownType)
 {
     for (const char* const type : {"cable", "unknown", "1", ""}) {
