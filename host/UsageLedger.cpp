@@ -396,7 +396,7 @@ std::optional<Failure> UsageLedger::Commit(const std::vector<LinkMark>& marks)
 {
     if (m_waiting.empty() && m_told.empty() && m_marks == marks) return std::nullopt;
     int moved = 0;
-    sqlite3_file_control(m_file, "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+    if (m_file != nullptr) sqlite3_file_control(m_file, "main", SQLITE_FCNTL_HAS_MOVED, &moved);
     if (moved != 0) Close();  // somebody removed the file: they want a new one
     if (m_file == nullptr) {
         m_marks.reset();

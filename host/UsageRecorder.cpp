@@ -19,14 +19,14 @@ constexpr long long SECOND = 1'000'000'000;      // nanoseconds
 constexpr long long COMMIT_EVERY = 10 * SECOND;  // nanoseconds
 constexpr int MOST_ATTEMPTS = 5;                 // a sample takes milliseconds, and the next is a second away
 
-long long BootClock()
-{
-    timespec now{};
-    clock_gettime(CLOCK_BOOTTIME, &now);
-    return now.tv_sec * SECOND + now.tv_nsec;
-}
-
 }  // namespace
+
+MeterTime SystemTime()
+{
+    timespec boot{};
+    clock_gettime(CLOCK_BOOTTIME, &boot);
+    return {std::time(nullptr), boot.tv_sec * SECOND + boot.tv_nsec};
+}
 
 std::optional<TrafficSample> ReadTrafficSample(INetInfoService& traffic)
 {
@@ -56,8 +56,8 @@ std::string BootIdentity()
     return fmt::format("{} {}", boot, space.st_ino);
 }
 
-UsageRecorder::UsageRecorder(const std::string& directory, INetInfoService& traffic, Tell tell)
-    : m_traffic(traffic), m_tell(std::move(tell)), m_committed(BootClock())
+UsageRecorder::UsageRecorder(const std::string& directory, INetInfoService& traffic, Tell tell, Clock clock)
+    : m_traffic(traffic), m_tell(std::move(tell)), m_clock(std::move(clock)), m_committed(m_clock().boot)
 {
     auto ledger = UsageLedger::Open(directory, m_tell);
     if (!ledger) {
@@ -82,7 +82,7 @@ void UsageRecorder::OnChange()
     if (!m_meter) return;
     const auto sample = ReadTrafficSample(m_traffic);
     if (!sample) return;
-    for (const UsageRow& row : m_meter->Take(*sample, {std::time(nullptr), BootClock()}))
+    for (const UsageRow& row : m_meter->Take(*sample, m_clock()))
         m_ledger->Add(row);
 }
 
@@ -90,7 +90,7 @@ void UsageRecorder::OnTick()
 {
     for (const std::string& problem : m_command.Reap())
         m_tell("the command of the limit " + problem);
-    if (BootClock() - m_committed < COMMIT_EVERY) return;
+    if (m_clock().boot - m_committed < COMMIT_EVERY) return;
     CheckLimit();
     Commit();
 }
@@ -103,7 +103,7 @@ void UsageRecorder::Finish()
 
 void UsageRecorder::Commit()
 {
-    m_committed = BootClock();
+    m_committed = m_clock().boot;
     if (!m_meter) return;
     const auto failure = m_ledger->Commit(m_meter->Marks());
     TellOnce(m_commitProblem, failure ? failure->message : "");
@@ -115,7 +115,7 @@ void UsageRecorder::CheckLimit()
     const auto limit = ReadLimit();
     TellOnce(m_limitProblem, limit ? "" : limit.Error().message);
     if (!limit || !*limit) return;
-    const auto alarm = TakeLimitAlarm(**limit, *m_ledger, ReadPeriodStarts(), std::time(nullptr));
+    const auto alarm = TakeLimitAlarm(**limit, *m_ledger, ReadPeriodStarts(), m_clock().wall);
     if (!alarm) TellOnce(m_limitProblem, alarm.Error().message);
     if (!alarm || !*alarm) return;
 

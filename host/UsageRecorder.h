@@ -18,6 +18,9 @@ namespace netinfo {
 /// sample after sample meanwhile. Not from inside a notification.
 std::optional<TrafficSample> ReadTrafficSample(INetInfoService& traffic);
 
+/// The system's clocks.
+MeterTime SystemTime();
+
 /// This run of the kernel and this network namespace, in which alone a link's number stands for the link.
 /// Empty if the system does not say.
 std::string BootIdentity();
@@ -32,9 +35,11 @@ class UsageRecorder
 {
 public:
     using Tell = std::function<void(const std::string&)>;
+    using Clock = std::function<MeterTime()>;
 
     /// `directory` ends with '/'.
-    UsageRecorder(const std::string& directory, INetInfoService& traffic, Tell tell);
+    UsageRecorder(const std::string& directory, INetInfoService& traffic, Tell tell,
+                  Clock clock = SystemTime);
     /// Commits.
     ~UsageRecorder();
     UsageRecorder(const UsageRecorder&) = delete;
@@ -59,6 +64,7 @@ private:
 
     INetInfoService& m_traffic;
     const Tell m_tell;
+    const Clock m_clock;
     std::unique_ptr<UsageLedger> m_ledger;
     std::optional<UsageMeter> m_meter;
     UserCommand m_command;
