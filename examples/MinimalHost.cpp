@@ -1,7 +1,7 @@
 // The smallest host that counts something: it loads the plug-in, declares one device connected, listens for
 // some seconds and prints what the plug-in tells.
 //
-//     minimal-host /usr/lib/netinfo/NetInfoSrvPlugin.so eth0 10
+//     minimal-host /usr/lib/netinfo/NetInfoSrvPlugin.so /eth0/ 10
 //
 // Build it against the installed headers, with nothing of the plug-in linked:
 //
@@ -23,7 +23,7 @@ namespace {
 
 using WideText = std::basic_string<unsigned short>;
 
-constexpr int WIFI = 1;  // the type under which the device is counted
+constexpr int WIFI = 1;  // the type under which the device is counted, whatever it is
 
 WideText Widen(const char* text)
 {

@@ -1,3 +1,5 @@
+cmake_minimum_required(VERSION 3.25)
+
 # Compares what MODULE shows with the list in EXPECTED, one demangled name a line, and its run path with $ORIGIN.
 # Variables: MODULE, EXPECTED, NM, READELF.
 

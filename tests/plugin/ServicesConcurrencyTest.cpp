@@ -68,6 +68,7 @@ struct ServicesConcurrency : PluginFixture
     {
         TestClock::RunFree(true);
         std::vector<std::thread> threads;
+        threads.reserve(actions.size());
         for (const auto& action : actions) {
             threads.emplace_back([&action, rounds] {
                 for (unsigned int round = 0; round < rounds; ++round)
@@ -105,7 +106,7 @@ TEST_F(ServicesConcurrency, EveryOperationMayMeetEveryOtherAndTheHeartBeat)
             },
             [&](unsigned int round) {
                 nis::REPORT report;
-                service->GetSpecHistroryData(report, static_cast<unsigned long long>(START) - round * 3600);
+                service->GetSpecHistroryData(report, static_cast<unsigned long long>(START) - round * 3600ULL);
             },
             [&](unsigned int) {
                 for (const int type : {DIALUP, WIFI, ADSL, 7}) {

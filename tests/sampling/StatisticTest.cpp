@@ -653,7 +653,7 @@ TEST_F(Statistic, TellsThePeriodsApart)
     Beat();
     Count("modem0", 1100, 500);
     Beat();
-    TestClock::AdvanceSeconds(400 * 86'400);
+    TestClock::AdvanceSeconds(400 * 86'400LL);
     Count("modem0", 1107, 500);
     Beat();
 
