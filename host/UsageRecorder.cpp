@@ -82,8 +82,12 @@ void UsageRecorder::OnChange()
     if (!m_meter) return;
     const auto sample = ReadTrafficSample(m_traffic);
     if (!sample) return;
-    for (const UsageRow& row : m_meter->Take(*sample, m_clock()))
+    bool recovered = false;
+    for (const UsageRow& row : m_meter->Take(*sample, m_clock())) {
         m_ledger->Add(row);
+        recovered = recovered || row.recovered;
+    }
+    if (recovered) Commit();  // it may be days' worth
 }
 
 void UsageRecorder::OnTick()

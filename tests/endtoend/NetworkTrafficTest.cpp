@@ -229,6 +229,22 @@ protected:
         return std::strtoull(file.c_str() + value + name.size() + 3, nullptr, 10);
     }
 
+    /// The total that `netinfo usage` tells of a type.
+    Json Usage(const std::string& type)
+    {
+        Program program(
+            {NETINFO_PROGRAM, "usage", "--type", type, "--json"},
+            {{"NETINFO_DATA_DIR", m_directory.Path()}, {"NETINFO_CONFIG_DIR", m_directory.Path()}});
+        EXPECT_EQ(program.Wait(), 0) << program.Errors();
+        return Json::parse(program.Text())["total"];
+    }
+    void ExpectUsage(const std::string& type, const Traffic& expected)
+    {
+        const Json usage = Usage(type);
+        EXPECT_EQ(expected.received, usage["downloaded"]) << type << usage;
+        EXPECT_EQ(expected.sent, usage["uploaded"]) << type << usage;
+    }
+
     Namespace m_machine{"netinfo-test"};
     Namespace m_far{"netinfo-far"};
     nettest::TempDir m_directory;
@@ -321,6 +337,74 @@ TEST_F(NetworkTraffic, LosesNothingWhenOneOfTwoLinksOfATypeLeavesOrComesBack)
 
     program.Signal(SIGTERM);
     EXPECT_EQ(program.Wait(), 0) << program.Errors();
+}
+
+TEST_F(NetworkTraffic, IsInTheLedgerToTheByteAcrossAStopAKillAndALinkMadeAnew)
+{
+    const std::string rules = "eth1=adsl\neth2=wifi\n";
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth2", 2));
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(Up("eth2", 2));
+    m_far.Send("10.77.1.1", 2'200'000'000, 50'000);
+
+    // What is on a counter before it is counted is nobody's; from then on all is in the ledger.
+    Traffic first;
+    Traffic second;
+    {
+        Program program = Netinfo(rules);
+        ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+        ASSERT_TRUE(Becomes(program, "wifi", true));
+        first = m_machine.Count("eth1");
+        second = m_machine.Count("eth2");
+        Transfer(1, 10'000'000, 1'000'000);
+        Transfer(2, 3'000'000, 20'000);
+        SinceReset(program, "adsl", m_machine.Count("eth1") - first);
+        SinceReset(program, "wifi", m_machine.Count("eth2") - second);
+        program.Signal(SIGINT);
+        EXPECT_EQ(program.Wait(), 0) << program.Errors();
+    }
+    ExpectUsage("adsl", m_machine.Count("eth1") - first);
+    ExpectUsage("wifi", m_machine.Count("eth2") - second);
+
+    // While the host is away the links live on, and it is killed after its last commit.
+    Transfer(1, 5'000'000, 500'000);
+    {
+        Program program = Netinfo(rules);
+        ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+        ASSERT_TRUE(Becomes(program, "wifi", true));
+        const Traffic now = m_machine.Count("eth2");
+        const Traffic counted = SinceReset(program, "wifi", {});
+        Transfer(2, 2'000'000, 10'000);
+        SinceReset(program, "wifi", counted + (m_machine.Count("eth2") - now));
+        program.Signal(SIGKILL);
+        EXPECT_EQ(program.Wait(), -SIGKILL);
+    }
+    // One link is made anew meanwhile: what it moved before it is counted again is nobody's.
+    Transfer(1, 4'000'000, 40'000);
+    Transfer(2, 1'000'000, 1'000'000);
+    second = m_machine.Count("eth2") - second;
+    ASSERT_TRUE(m_machine.Ip("link del eth1"));
+    EXPECT_GT(Usage("adsl")["recovered"]["downloaded"], 5'000'000) << "committed at once";
+    const Json before = Usage("adsl");
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+    m_far.Send("10.77.1.1", 2'200'000'000, 50'000);
+    {
+        Program program = Netinfo(rules);
+        ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+        ASSERT_TRUE(Becomes(program, "wifi", true));
+        first = m_machine.Count("eth1");
+        const Traffic counted = SinceReset(program, "adsl", {});
+        Transfer(1, 700'000, 70'000);
+        SinceReset(program, "adsl", counted + (m_machine.Count("eth1") - first));
+        program.Signal(SIGINT);
+        EXPECT_EQ(program.Wait(), 0) << program.Errors();
+    }
+    ExpectUsage("wifi", second);
+    EXPECT_GT(Usage("wifi")["recovered"]["downloaded"], 1'000'000);
+    ExpectUsage("adsl",
+                Traffic{before["downloaded"], before["uploaded"]} + (m_machine.Count("eth1") - first));
 }
 
 TEST_F(NetworkTraffic, OfALinkNeverCountsForOneWhoseNameItBegins)

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -16,6 +17,7 @@
 
 #include "host/DataLock.h"
 #include "host/Json.h"
+#include "host/UsageLedger.h"
 #include "tests/host/ProgramTest.h"
 #include "tests/support/Text.h"
 
@@ -45,6 +47,17 @@ struct CommandTest : nettest::ProgramTest
     {
         words.insert(words.end(), {"--module", NETINFO_SCRIPTED_MODULE});
         return Run(words, input);
+    }
+
+    /// Puts traffic of now into the usage ledger.
+    void AddUsage(unsigned long long downloaded, unsigned long long uploaded) const
+    {
+        std::filesystem::create_directories(directory.File("data"));
+        const auto ledger = netinfo::UsageLedger::Open(directory.File("data") + "/", {});
+        ASSERT_TRUE(ledger);
+        const long long now = std::time(nullptr);
+        (*ledger)->Add({now - now % 3600, 1, "home", "wlan0", false, downloaded, uploaded, 0});
+        EXPECT_FALSE((*ledger)->Commit({}));
     }
 
     std::vector<std::string> Log() const
@@ -85,9 +98,9 @@ TEST_F(CommandTest, ShowsHelpWithExamplesAndItsVersion)
 TEST_F(CommandTest, ShowsHelpOfEveryCommand)
 {
     const std::vector<std::vector<std::string>> commands{
-        {"run"},    {"report"},   {"history"},         {"records"},         {"records", "remove"},
-        {"reset"},  {"settings"}, {"settings", "get"}, {"settings", "set"}, {"settings", "list"},
-        {"devices"}};
+        {"run"},     {"report"},   {"history"},         {"records"},         {"records", "remove"},
+        {"reset"},   {"settings"}, {"settings", "get"}, {"settings", "set"}, {"settings", "list"},
+        {"devices"}, {"usage"},    {"limit"},           {"limit", "set"},    {"limit", "clear"}};
     for (std::vector<std::string> words : commands) {
         words.emplace_back("--help");
         const Outcome help = Run(words);
@@ -118,6 +131,13 @@ TEST_F(CommandTest, RefusesWrongUsageWithOneLine)
         {"settings", "set", "week-start"},
         {"settings", "unset", "week-start"},
         {"devices", "eth0"},
+        {"usage", "today"},
+        {"usage", "--by"},
+        {"usage", "--json", "--csv"},
+        {"limit", "set"},
+        {"limit", "set", "20GB", "30GB"},
+        {"limit", "unset"},
+        {"limit", "20GB"},
     };
     for (const auto& words : cases) {
         SCOPED_TRACE(testing::PrintToString(words));
@@ -390,6 +410,128 @@ TEST_F(CommandTest, ListsEveryLinkAndWhyItIsNotCounted)
     }
     EXPECT_TRUE(found);
     EXPECT_THAT(Log(), IsEmpty());
+}
+
+// --- usage and limit ---
+
+TEST_F(CommandTest, ShowsWhatTheLedgerHas)
+{
+    AddUsage(600, 30);
+    const Outcome people = Run({"usage", "--type", "wifi"});
+    EXPECT_EQ(people.exitCode, 0) << people.errors;
+    EXPECT_THAT(people.text, StartsWith("DAY "));
+    EXPECT_THAT(people.text, HasSubstr("  630 B "));
+    EXPECT_THAT(people.text, HasSubstr("█"));
+    EXPECT_THAT(Run({"usage", "--type", "adsl"}).text, HasSubstr("No traffic is recorded"));
+
+    const Json json = Json::parse(Run({"usage", "--by", "profile", "--json"}).text);
+    EXPECT_EQ(json["lines"][0]["profile"], "home");
+    EXPECT_EQ(json["total"]["total"], 630);
+    EXPECT_THAT(Run({"usage", "--by", "type", "--csv"}).text, HasSubstr("\r\nwifi,600,30,630,0,0,0\r\n"));
+    EXPECT_THAT(Log(), IsEmpty()) << "it needs no module";
+}
+
+TEST_F(CommandTest, ShowsUsageWhileAnotherProcessCounts)
+{
+    AddUsage(600, 30);
+    const auto lock = netinfo::DataLock::Take(directory.File("data") + "/");
+    ASSERT_TRUE(lock);
+    const auto ledger = netinfo::UsageLedger::Open(directory.File("data") + "/", {});
+    ASSERT_TRUE(ledger);
+
+    EXPECT_EQ(Json::parse(Run({"usage", "--json"}).text)["total"]["total"], 630);
+    EXPECT_EQ(Run({"limit", "set", "1000"}).exitCode, 0);
+    EXPECT_EQ(Json::parse(Run({"limit", "--json"}).text)["used"], 630);
+}
+
+TEST_F(CommandTest, MakesNothingWhereNothingWasEverCounted)
+{
+    EXPECT_EQ(Run({"usage"}).text, "No traffic is recorded for this time.\n");
+    EXPECT_EQ(Run({"limit"}).text, "There is no limit. Set one: netinfo limit set 20GB --per month\n");
+    EXPECT_EQ(Json::parse(Run({"limit", "--json"}).text), Json::parse(R"({"limit":null})"));
+    EXPECT_FALSE(std::filesystem::exists(directory.File("data")));
+    EXPECT_FALSE(std::filesystem::exists(directory.File("config")));
+}
+
+TEST_F(CommandTest, RefusesQuestionsAboutUsageThatMakeNoSense)
+{
+    ExpectComplaint(Run({"usage", "--by", "decade"}), 2, "--by takes hour, day");
+    ExpectComplaint(Run({"usage", "--from", "soon"}), 2, "'soon' is not a date");
+    ExpectComplaint(Run({"usage", "--from", "2999-01-01"}), 2, "lies in the future");
+    ExpectComplaint(Run({"usage", "--to", "2024-02-30"}), 2, "not a date that exists");
+    ExpectComplaint(Run({"usage", "--from", "1d", "--to", "2d"}), 2, "is empty");
+    ExpectComplaint(Run({"usage", "--last", "0"}), 2, "--last takes a number");
+    ExpectComplaint(Run({"usage", "--last", "3", "--from", "7d"}), 2, "not with --from");
+    ExpectComplaint(Run({"usage", "--type", "modem"}), 2, "'modem' is no connection type");
+    ExpectComplaint(Run({"usage", "--top", "-1"}), 2, "--top takes a number");
+}
+
+TEST_F(CommandTest, SaysWhenTheLedgerCannotBeRead)
+{
+    AddUsage(600, 30);
+    nettest::WriteFile(DataFile("usage.db"), "no database at all");
+    ExpectComplaint(Run({"usage"}), 1, "it is damaged; netinfo run will set it aside");
+    EXPECT_EQ(nettest::ReadFile(DataFile("usage.db")), "no database at all");
+    std::filesystem::remove_all(directory.File("data"));
+    std::filesystem::create_directories(DataFile("usage.db"));
+    ExpectComplaint(Run({"usage"}), 1, "not a regular file");
+    Run({"limit", "set", "20GB"});
+    ExpectComplaint(Run({"limit"}), 1, "not a regular file");
+    environment["NETINFO_DATA_DIR"] = "/dev/null/data";
+    ExpectComplaint(Run({"usage"}), 1, "/dev/null/data/usage.db cannot be read");
+}
+
+TEST_F(CommandTest, SetsShowsAndClearsTheLimit)
+{
+    const Outcome set = Run({"limit", "set", "20GB", "--per", "day", "--warn", "90%", "--type", "wifi"});
+    EXPECT_EQ(set.exitCode, 0) << set.errors;
+    EXPECT_THAT(set.text, StartsWith("Limit     20GB per day, wifi; warning at 90 %\n"));
+    AddUsage(5'000'000'000, 0);
+    EXPECT_THAT(Run({"limit"}).text, HasSubstr("Used      4.66 GiB, 25 %"));
+    const Json json = Json::parse(Run({"limit", "--json"}).text);
+    EXPECT_EQ(json["limit"]["bytes"], 20'000'000'000);
+    EXPECT_EQ(json["left"], 15'000'000'000);
+    EXPECT_THAT(nettest::ReadFile(directory.File("config/DataUsageLimit.ini")), HasSubstr("[limit]"));
+
+    EXPECT_EQ(Run({"limit", "clear"}).exitCode, 0);
+    EXPECT_THAT(Run({"limit"}).text, StartsWith("There is no limit."));
+}
+
+TEST_F(CommandTest, RefusesLimitsThatMakeNoSense)
+{
+    ExpectComplaint(Run({"limit", "set", "20G"}), 2, "'20G' is no amount: 20GB, 18.5GiB or bytes");
+    ExpectComplaint(Run({"limit", "set", "lots"}), 2, "'lots' is no amount");
+    ExpectComplaint(Run({"limit", "set", "0"}), 2, "'0' is no amount");
+    ExpectComplaint(Run({"limit", "set", "20GB", "--per", "year"}), 2, "a limit is per month, week or day");
+    ExpectComplaint(Run({"limit", "set", "20GB", "--warn", "101%"}), 2, "not '101%'");
+    ExpectComplaint(Run({"limit", "set", "20GB", "--type", "modem"}), 2, "'modem' is no connection type");
+    EXPECT_FALSE(std::filesystem::exists(directory.File("config")));
+}
+
+TEST_F(CommandTest, RunRecordsWhatThePluginCounts)
+{
+    environment["NETINFO_SCRIPT"] = "beat";
+    const auto program = Start({"run", "--module", NETINFO_SCRIPTED_MODULE});
+    ASSERT_TRUE(program->WaitFor("connected"));
+    program->Signal(SIGTERM);
+    ASSERT_EQ(program->Wait(), 0);
+
+    const Json json = Json::parse(Run({"usage", "--by", "type", "--json"}).text);
+    EXPECT_GT(json["total"]["total"], 0) << json;
+}
+
+TEST_F(CommandTest, RunSetsADamagedLedgerAsideAndCountsOn)
+{
+    std::filesystem::create_directory(directory.File("data"));
+    nettest::WriteFile(DataFile("usage.db"), "no database at all");
+    environment["NETINFO_SCRIPT"] = "beat";
+    const auto program = Start({"run", "--module", NETINFO_SCRIPTED_MODULE});
+    ASSERT_TRUE(program->WaitFor("connected"));
+    program->Signal(SIGTERM);
+
+    EXPECT_EQ(program->Wait(), 0);
+    EXPECT_THAT(program->Errors(), HasSubstr("netinfo: usage.db was damaged; it is kept as "));
+    EXPECT_EQ(Run({"usage"}).exitCode, 0);
 }
 
 // --- what can be wrong at the start ---
