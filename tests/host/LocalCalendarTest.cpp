@@ -77,7 +77,8 @@ TEST(LocalCalendar, PutsEveryMomentIntoItsDay)
     for (const char* const zone : {kBerlin, kIndia, kChatham, kMidnight, "UTC0", "<+14>-14", "<-12>12"}) {
         SCOPED_TRACE(zone);
         LiveIn(zone);
-        for (long long moment = 1'704'000'000; moment < 1'704'000'000 + 400 * 24 * kHour; moment += 4 * kHour - 1) {
+        for (long long moment = 1'704'000'000; moment < 1'704'000'000 + 400 * 24 * kHour;
+             moment += 4 * kHour - 1) {
             const Date date = ShownAt(moment).day;
             ASSERT_LE(StartOf(date), moment);
             ASSERT_GT(StartOf(Plus(date, 1)), moment);

@@ -106,7 +106,8 @@ TEST_F(ServicesConcurrency, EveryOperationMayMeetEveryOtherAndTheHeartBeat)
             },
             [&](unsigned int round) {
                 nis::REPORT report;
-                service->GetSpecHistroryData(report, static_cast<unsigned long long>(START) - round * 3600ULL);
+                service->GetSpecHistroryData(report,
+                                             static_cast<unsigned long long>(START) - round * 3600ULL);
             },
             [&](unsigned int) {
                 for (const int type : {DIALUP, WIFI, ADSL, 7}) {
