@@ -91,7 +91,7 @@ private:
 
     std::string Name(Date first) const
     {
-        const std::string date = DateText(first);
+        std::string date = DateText(first);
         if (m_period == Period::Year) return date.substr(0, 4);
         if (m_period == Period::Month && m_starts.monthDay == 1) return date.substr(0, 7);
         return date;
@@ -128,6 +128,7 @@ std::vector<UsageLine> LinesByName(const std::vector<UsageRow>& rows, bool byTyp
         AddTo(line.figures, row);
     }
     std::vector<UsageLine> lines;
+    lines.reserve(named.size());
     for (auto& [name, line] : named)
         lines.push_back(std::move(line));
     return lines;

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 
 #include "host/Format.h"
@@ -52,7 +53,7 @@ unsigned long long Share(unsigned long long part, unsigned long long whole, std:
 {
     if (whole == 0) return 0;
     const double share = static_cast<double>(part) / static_cast<double>(whole);
-    return static_cast<unsigned long long>(share * static_cast<double>(columns) + 0.5);
+    return static_cast<unsigned long long>(std::llround(share * static_cast<double>(columns)));
 }
 
 /// A bar as long as the figures' part of the largest: the download, then the upload.
