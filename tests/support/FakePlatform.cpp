@@ -12,6 +12,7 @@
 #include "platform/common/GlobalFunction.h"
 #include "platform/dialup/OSDialup.h"
 #include "platform/trace/TraceSrv.h"
+#include "tests/support/AllocationCount.h"
 
 namespace nettest {
 namespace {
@@ -242,6 +243,7 @@ extern "C" {
 
 void TraceSrv_Trace(int nLevel, const char* pszModule, const char* pszText)
 {
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     state.traces.push_back({nLevel, pszModule ? pszModule : "", pszText ? pszText : ""});
@@ -249,6 +251,7 @@ void TraceSrv_Trace(int nLevel, const char* pszModule, const char* pszText)
 
 unsigned int OS_DIALUP_EnumConnections(_OS_DIALUP_CONNECTIONSLIST** ppList, unsigned int*)
 {
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     if (state.throwOnEnumConnections) throw std::runtime_error("scripted");
@@ -269,6 +272,7 @@ unsigned int OS_DIALUP_EnumConnections(_OS_DIALUP_CONNECTIONSLIST** ppList, unsi
 unsigned int OS_DIALUP_GetConnectionState(unsigned int handle, _OS_DIALUP_CONNECTIONSTATE* pState,
                                           unsigned int*)
 {
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     const nettest::FakeDialup* const dialup = nettest::FindDialup(state, handle);
@@ -284,6 +288,7 @@ unsigned int OS_DIALUP_GetConnectionState(unsigned int handle, _OS_DIALUP_CONNEC
 unsigned int OS_DIALUP_GetNetworkStatistics(unsigned int handle, _OS_DIALUP_STATISTICS* pStatistics,
                                             unsigned int*)
 {
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     const nettest::FakeDialup* const dialup = nettest::FindDialup(state, handle);
@@ -297,6 +302,7 @@ unsigned int OS_DIALUP_GetNetworkStatistics(unsigned int handle, _OS_DIALUP_STAT
 void OS_DIALUP_ReleaseConnections(_OS_DIALUP_CONNECTIONSLIST* pList, unsigned int*)
 {
     if (!pList) return;
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     --state.unreleased;
@@ -305,6 +311,7 @@ void OS_DIALUP_ReleaseConnections(_OS_DIALUP_CONNECTIONSLIST* pList, unsigned in
 
 unsigned int OS_DIALUP_GetIfTable(_OS_DIALUP_IFTABLE** ppTable, unsigned int*)
 {
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     ++state.ifTableReads;
@@ -333,6 +340,7 @@ unsigned int OS_DIALUP_GetIfTable(_OS_DIALUP_IFTABLE** ppTable, unsigned int*)
 void OS_DIALUP_ReleaseIfTable(_OS_DIALUP_IFTABLE* pTable, unsigned int*)
 {
     if (!pTable) return;
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     --state.unreleased;
@@ -345,6 +353,7 @@ void OS_DIALUP_ReleaseIfTable(_OS_DIALUP_IFTABLE* pTable, unsigned int*)
 int CGlobalFunction::GetSetting(const unsigned short* section, const unsigned short* key,
                                 unsigned short* buffer, int size)
 {
+    const nettest::Uncounted uncounted;
     return nettest::CopyUnits(nettest::FakePlatform::Setting(Narrow(section), Narrow(key)), buffer, size);
 }
 
@@ -357,6 +366,7 @@ bool CGlobalFunction::SetSetting(const unsigned short* section, const unsigned s
 
 int CGlobalFunction::GetUserDataDirectory(unsigned short* buffer, int size)
 {
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     return nettest::CopyUnits(state.userDataDirectory, buffer, size - 1);
@@ -364,6 +374,7 @@ int CGlobalFunction::GetUserDataDirectory(unsigned short* buffer, int size)
 
 int CGlobalFunction::GetModuleDirectory(unsigned short* buffer, int length)
 {
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     return nettest::CopyUnits(state.moduleDirectory, buffer, length);
@@ -371,6 +382,7 @@ int CGlobalFunction::GetModuleDirectory(unsigned short* buffer, int length)
 
 int CGlobalFunction::GetOSType()
 {
+    const nettest::Uncounted uncounted;
     auto& state = TheState();
     const std::lock_guard lock(state.mutex);
     return state.osType;

@@ -23,11 +23,13 @@ struct State
     std::thread::id testThread = std::this_thread::get_id();
     long long now = 1'000'000'000LL * 1'000'000;  // microseconds since 1970
     long long slept = 0;
+    unsigned long long reads = 0;
     std::optional<std::time_t> frozenTime;
     bool failGetTimeOfDay = false;
     bool waitingTakesTime = false;
     bool holdThread = false;
     bool runFree = false;
+    long long freeStep = POLL;  ///< microseconds that a poll takes while it runs free
     std::function<void(long long)> onSleep;
     unsigned long long arrived = 0;   // times the heartbeat thread has come to its poll
     unsigned long long released = 0;  // times it was let go again
@@ -66,10 +68,13 @@ void Sleep(useconds_t microseconds)
     ++state.arrived;
     state.changed.notify_all();
     if (state.runFree) {
-        state.now += microseconds;
+        state.now += state.freeStep;
         state.released = state.arrived;
+        // On a busy machine, giving way at each beat would leave few beats a second.
+        constexpr unsigned BEATS_WITHOUT_GIVING_WAY = 16;
+        const bool givesWay = state.freeStep == POLL || state.arrived % BEATS_WITHOUT_GIVING_WAY == 0;
         lock.unlock();
-        std::this_thread::yield();
+        if (givesWay) std::this_thread::yield();
         return;
     }
     state.changed.wait(lock, [&] { return state.released >= state.arrived || state.runFree; });
@@ -85,11 +90,13 @@ void TestClock::Reset(std::time_t second)
     state.testThread = std::this_thread::get_id();
     state.now = second * 1'000'000LL;
     state.slept = 0;
+    state.reads = 0;
     state.frozenTime.reset();
     state.failGetTimeOfDay = false;
     state.waitingTakesTime = false;
     state.holdThread = false;
     state.runFree = false;
+    state.freeStep = POLL;
     state.onSleep = nullptr;
     state.arrived = 0;
     state.released = 0;
@@ -114,6 +121,13 @@ std::time_t TestClock::Now()
     State& state = TheState();
     const std::lock_guard lock(state.mutex);
     return state.now / 1'000'000;
+}
+
+unsigned long long TestClock::Reads()
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    return state.reads;
 }
 
 long long TestClock::Slept()
@@ -188,6 +202,16 @@ void TestClock::RunFree(bool free)
     State& state = TheState();
     const std::lock_guard lock(state.mutex);
     state.runFree = free;
+    state.freeStep = POLL;
+    state.changed.notify_all();
+}
+
+void TestClock::RunFast()
+{
+    State& state = TheState();
+    const std::lock_guard lock(state.mutex);
+    state.runFree = true;
+    state.freeStep = 1'000'000;
     state.changed.notify_all();
 }
 
@@ -200,6 +224,7 @@ __attribute__((visibility("default"))) time_t time(time_t* result) noexcept
 {
     nettest::State& state = nettest::TheState();
     const std::lock_guard lock(state.mutex);
+    ++state.reads;
     const time_t now = state.frozenTime.value_or(state.now / 1'000'000);
     if (result) *result = now;
     return now;
@@ -209,6 +234,7 @@ __attribute__((visibility("default"))) int gettimeofday(struct timeval* result, 
 {
     nettest::State& state = nettest::TheState();
     const std::lock_guard lock(state.mutex);
+    ++state.reads;
     if (state.failGetTimeOfDay) return -1;
     result->tv_sec = state.now / 1'000'000;
     result->tv_usec = state.now % 1'000'000;
@@ -219,6 +245,7 @@ __attribute__((visibility("default"))) clock_t clock() noexcept
 {
     nettest::State& state = nettest::TheState();
     const std::lock_guard lock(state.mutex);
+    ++state.reads;
     return static_cast<clock_t>(state.now % 1'000'000'000);
 }
 

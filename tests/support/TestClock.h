@@ -22,6 +22,8 @@ public:
     static void Advance(long long microseconds);
     static void AdvanceSeconds(long long seconds) { Advance(seconds * 1'000'000); }
     static std::time_t Now();
+    /// How often `time`, `gettimeofday` and `clock` have been asked since the last `Reset`.
+    static unsigned long long Reads();
 
     /// Microseconds spent in `usleep`, the 50 ms polls left out.
     static long long Slept();
@@ -46,6 +48,8 @@ public:
     static bool Beat();
     /// Lets the heartbeat thread poll freely, with the clock moving 50 ms at each, or holds it again.
     static void RunFree(bool free);
+    /// The same, with the clock moving a whole second at each poll, so that every poll is a beat.
+    static void RunFast();
 };
 
 }  // namespace nettest

@@ -1,7 +1,7 @@
 #include "tests/support/Text.h"
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace nettest {
 
@@ -30,7 +30,9 @@ std::string Narrow(const unsigned short* text)
 std::string ReadFile(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::ostringstream content;
+    if (file) content << file.rdbuf();
+    return content.str();
 }
 
 void WriteFile(const std::string& path, std::string_view content)
