@@ -1,5 +1,7 @@
 #include "calendar/TimeMgr.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -9,6 +11,7 @@
 #include <ctime>
 #include <new>
 #include <optional>
+#include <type_traits>
 #include <utility>
 
 #include "platform/common/JMutex.h"
@@ -26,11 +29,83 @@ JMutex& CalendarLock()
     return mtx;
 }
 
+/// What the C library takes for the zone where TZ names none.
+constexpr const char* SYSTEM_ZONE = "/etc/localtime";
+
+/// A date that `mktime` was asked for in the present zone. A heartbeat asks for the same few again and again,
+/// and the C library would look at the zone's file each time.
+struct KNOWN_DATE
+{
+    std::tm local{};
+    std::time_t moment = -1;
+    bool bKnown = false;
+};
+
+/// The zone that the C library was last told to read, and what is known in it.
+struct ZONE
+{
+    std::array<char, 128> szName{};  ///< the value of TZ; a longer one is taken for a new one each time
+    bool bNamed = false;             ///< TZ was set
+    std::time_t tmLooked = -1;  ///< second in which SYSTEM_ZONE was last looked at; -1: not since TZ was set
+    struct stat file
+    {};  ///< SYSTEM_ZONE then; all 0 if it was not there
+    std::array<KNOWN_DATE, 16> aDate{};
+    std::size_t nNextDate = 0;  ///< where the next one goes
+};
+static_assert(std::is_trivially_destructible_v<ZONE>);
+
+ZONE& Zone() NETINFO_REQUIRES(CalendarLock())
+{
+    static ZONE s_zone;
+    return s_zone;
+}
+
+bool SameFile(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+/// Whether TZ names another zone than when it was last asked, or none and the system's was exchanged. That is
+/// looked up on the disk, so once a second at most.
+bool ZoneChanged(ZONE& zone)
+{
+    if (const char* const pszName = std::getenv("TZ")) {
+        const bool bSame = zone.bNamed && std::strcmp(zone.szName.data(), pszName) == 0;
+        zone.bNamed = true;
+        zone.tmLooked = -1;
+        zone.szName.fill(0);
+        std::strncpy(zone.szName.data(), pszName, zone.szName.size() - 1);
+        return !bSame;
+    }
+    const bool bBefore = !zone.bNamed && zone.tmLooked != -1;
+    const std::time_t tmNow = std::time(nullptr);
+    if (bBefore && zone.tmLooked == tmNow) return false;
+
+    struct stat file
+    {};
+    if (stat(SYSTEM_ZONE, &file) != 0) file = {};
+    const bool bSame = bBefore && SameFile(file, zone.file);
+    zone.bNamed = false;
+    zone.tmLooked = tmNow;
+    zone.file = file;
+    return !bSame;
+}
+
+/// Has the C library take over a zone that was changed.
+void UpdateZone() NETINFO_REQUIRES(CalendarLock())
+{
+    ZONE& zone = Zone();
+    if (!ZoneChanged(zone)) return;
+    tzset();
+    zone.aDate.fill({});
+}
+
 /// What `localtime` would answer, without the one result that it shares with the rest of the process; nothing
 /// for a moment without a local date.
 std::optional<std::tm> LocalTime(std::time_t moment) NETINFO_REQUIRES(CalendarLock())
 {
-    tzset();
+    UpdateZone();
     std::tm local;
     if (!localtime_r(&moment, &local)) return std::nullopt;
     return local;
@@ -45,11 +120,30 @@ std::optional<std::tm> MidnightOf(std::time_t moment) NETINFO_REQUIRES(CalendarL
     return local;
 }
 
+/// Equal in everything that `mktime` reads.
+bool SameDate(const std::tm& a, const std::tm& b)
+{
+    return a.tm_year == b.tm_year && a.tm_mon == b.tm_mon && a.tm_mday == b.tm_mday &&
+           a.tm_hour == b.tm_hour && a.tm_min == b.tm_min && a.tm_sec == b.tm_sec && a.tm_isdst == b.tm_isdst;
+}
+
 /// 0 for a date that is no moment.
 long MomentOf(std::tm local) NETINFO_REQUIRES(CalendarLock())
 {
+    UpdateZone();
+    ZONE& zone = Zone();
+    const auto known = std::find_if(zone.aDate.begin(), zone.aDate.end(), [&local](const KNOWN_DATE& date) {
+        return date.bKnown && SameDate(date.local, local);
+    });
+    if (known != zone.aDate.end()) return known->moment;
+
+    KNOWN_DATE& date = zone.aDate[zone.nNextDate];
+    zone.nNextDate = (zone.nNextDate + 1) % zone.aDate.size();
+    date.local = local;
     const std::time_t moment = std::mktime(&local);
-    return moment == -1 ? 0 : moment;
+    date.moment = moment == -1 ? 0 : moment;
+    date.bKnown = true;
+    return date.moment;
 }
 
 /// Ten characters and a terminator, which is missing where a format asked for more.
@@ -164,4 +258,35 @@ long CTimeMgr::GetBeforeNowTreeMonthlyTime()
 
     date->tm_mon -= 3;
     return MomentOf(*date);
+}
+
+CLocalDay::CLocalDay(long moment) : m_moment(moment)
+{
+    constexpr long DAY = 24L * 60 * 60;           // seconds
+    constexpr long LAST_USUAL = 253'370'764'800;  // the year 9999
+    constexpr int AROUND = 3;                     // days
+
+    m_isUsual = moment >= 0 && moment < LAST_USUAL;
+    if (!m_isUsual) return;
+
+    const JMutexLock lock(CalendarLock());
+    const auto local = LocalTime(moment);
+    if (!local) return;
+    const long from = moment - (local->tm_hour * 60L + local->tm_min) * 60 - local->tm_sec;
+    for (int day = -AROUND; day <= AROUND + 1; ++day) {
+        const auto midnight = LocalTime(from + day * DAY);
+        if (!midnight || midnight->tm_gmtoff != local->tm_gmtoff) return;  // the clocks are changed
+    }
+    m_from = from;
+    m_to = from + DAY;
+    m_certainFrom = from - AROUND * DAY;
+    m_certainTo = m_to + AROUND * DAY;
+}
+
+bool CLocalDay::Ask(long moment) const
+{
+    constexpr long MOST_APART = 3L * 24 * 60 * 60;  // seconds; more than a day and all zones' differences
+
+    if (m_isUsual && (moment < m_moment - MOST_APART || moment > m_moment + MOST_APART)) return false;
+    return CTimeMgr::SameDay(moment, m_moment);
 }

@@ -56,3 +56,32 @@ public:
     /// Midnight of today's date three months back.
     static long GetBeforeNowTreeMonthlyTime();
 };
+
+/// The local day of one moment, to be asked of many others whether they lie on it, as `CTimeMgr::SameDay`
+/// would answer, nearly always without asking it: moments days away lie on other days in every time zone, and
+/// near the day the clock mostly runs without a change.
+///
+/// Threads: one thread at a time. Made anew for every use: it would miss a change of the time zone.
+/// Units:   as for CTimeMgr.
+class CLocalDay
+{
+public:
+    explicit CLocalDay(long moment);
+
+    bool Has(long moment) const
+    {
+        if (moment >= m_from && moment < m_to) return true;
+        if (moment >= m_certainFrom && moment < m_certainTo) return false;
+        return Ask(moment);
+    }
+
+private:
+    bool Ask(long moment) const;
+
+    long m_moment;
+    bool m_isUsual;          ///< the day is written with four digits for the year
+    long m_from = 0;         ///< the day goes from here up to m_to; both 0 where that is not so simple
+    long m_to = 0;           ///< first moment behind the day
+    long m_certainFrom = 0;  ///< from here up to m_certainTo there is no other moment of the day
+    long m_certainTo = 0;
+};

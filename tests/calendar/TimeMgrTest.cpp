@@ -400,6 +400,41 @@ TEST_F(TimeMgr, FollowsAZoneThatChangesWhileRunning)
     EXPECT_EQ(CTimeMgr::GetTodayDate(), Moment(5 * HOUR + HOUR / 2, 2026, 1, 14));
 }
 
+TEST_F(TimeMgr, FollowsAZoneThatIsNamedOrNotWhileRunning)
+{
+    const auto todayInTheSystemsZone = [] {
+        const std::time_t now = CTimeMgr::GetTime();
+        std::tm local{};
+        localtime_r(&now, &local);
+        local.tm_hour = local.tm_min = local.tm_sec = 0;
+        return static_cast<long>(std::mktime(&local));
+    };
+    const std::string zone = std::getenv("TZ");
+    const long named = CTimeMgr::GetTodayDate();
+
+    for (int i = 0; i < 3; ++i) {
+        unsetenv("TZ");
+        EXPECT_EQ(CTimeMgr::GetTodayDate(), todayInTheSystemsZone());
+        TestClock::AdvanceSeconds(1);
+        EXPECT_EQ(CTimeMgr::GetTodayDate(), todayInTheSystemsZone());
+
+        setenv("TZ", "IST-5:30", 1);
+        EXPECT_EQ(CTimeMgr::GetTodayDate(), Moment(5 * HOUR + HOUR / 2, 2026, 1, 14));
+        setenv("TZ", zone.c_str(), 1);
+        EXPECT_EQ(CTimeMgr::GetTodayDate(), named);
+    }
+}
+
+TEST_F(TimeMgr, KnowsItsWayInAZoneWithALongName)
+{
+    const std::string rules = ",M3.5.0/02:00:00,M10.5.0/03:00:00";
+    const std::string name = "<" + std::string(150, 'A') + ">";
+    for (const int hours : {1, 5, 1}) {
+        setenv("TZ", (name + "-" + std::to_string(hours) + name + rules).c_str(), 1);
+        EXPECT_EQ(CTimeMgr::GetTodayDate(), Moment(hours * HOUR, 2026, 1, 14));
+    }
+}
+
 TEST_F(TimeMgr, MomentsWithoutALocalDateAreNoDayOfOurs)
 {
     for (const long wild : {LONG_MAX, LONG_MIN, LONG_MAX / 2, LONG_MIN / 2}) {
