@@ -1,7 +1,7 @@
 #include "xml/MarkupSTL.h"
 
 #include <algorithm>
-#include <optional>
+#include <cstring>
 #include <utility>
 
 #include "platform/files/WholeFile.h"
@@ -12,51 +12,71 @@ CMarkupSTL::CMarkupSTL(const char* text) { SetDoc(text); }
 
 bool CMarkupSTL::SetDoc(const char* text)
 {
-    const std::string_view view = x_View(text);
-    if (view.size() > MAX_LENGTH) {
-        x_SetText({});
-        return false;
-    }
-    return x_SetText(std::string(view));
+    std::string_view view = x_View(text);
+    if (view.size() > MAX_LENGTH) view = {};
+    x_SizeIndex(view.size());
+    char* const room = m_text.Prepare(static_cast<int>(view.size()));
+    std::copy(view.begin(), view.end(), room);
+    return x_ParseText();
 }
 
 bool CMarkupSTL::Load(const char* path)
 {
-    std::optional<std::string> text;
-    if (path) text = ReadFileWhole(path, MAX_LENGTH);
-    if (text) {
-        text->resize(std::min(text->find('\0'), text->size()));  // the document is text; a NUL ends it
-        if (x_SetText(std::move(*text))) return true;
+    GapText text;
+    const auto room = [&text](std::size_t size) { return text.Prepare(static_cast<int>(size)); };
+    if (path && ReadFileWhole(path, MAX_LENGTH, room)) {
+        x_SizeIndex(static_cast<std::size_t>(text.Size()));
+        m_text = std::move(text);
+        if (x_ParseText()) {
+            // The document is text; a NUL ends it. There is none in what the parser has gone through.
+            const int end = x_Pos(m_vecPos[0].firstChild).endRight + 1;
+            m_text.Truncate(end + static_cast<int>(std::strlen(m_text.Data() + end)));
+            return true;
+        }
     }
-    x_SetText({});
+    SetDoc(nullptr);
     return false;
 }
 
-bool CMarkupSTL::Save(const char* path) const { return path && ReplaceFileWhole(path, m_strDoc); }
+bool CMarkupSTL::Save(const char* path) const
+{
+    return path && ReplaceFileWhole(path, {m_text.InFrontOfGap(), m_text.BehindGap()});
+}
 
 bool CMarkupSTL::IsWellFormed() const { return !m_vecPos.empty() && m_vecPos[0].firstChild != 0; }
 
-std::string CMarkupSTL::GetDoc() const { return m_strDoc; }
+std::string CMarkupSTL::GetDoc() const
+{
+    std::string doc;
+    doc.reserve(static_cast<std::size_t>(m_text.Size()));
+    doc += m_text.InFrontOfGap();
+    doc += m_text.BehindGap();
+    return doc;
+}
 
 std::string CMarkupSTL::GetError() const { return m_strError; }
 
-bool CMarkupSTL::x_SetText(std::string text)
+void CMarkupSTL::x_SizeIndex(std::size_t length)
 {
     constexpr std::size_t TEXT_PER_ELEMENT = 64;  // bytes; what an element takes in a common document
 
-    if (const std::size_t count = text.size() / TEXT_PER_ELEMENT + 1; m_vecPos.size() < count) {
-        m_vecPos.resize(count);
-    }
+    m_vecPos.reserve(length / TEXT_PER_ELEMENT + 1);
+}
+
+bool CMarkupSTL::x_ParseText()
+{
+    m_vecPos.resize(1);
     m_vecPos[0] = {};
+    m_vecPos[0].endLeft = m_text.Begin();
     m_nFreePos = 1;
     m_mapSavedPos.clear();
     ResetPos();
-    m_strDoc = std::move(text);
-    if (m_strDoc.empty()) return false;
+    if (m_text.Data()[m_text.Begin()] == '\0') return false;
 
     const int element = x_ParseElem(0);
     if (element > 0) {
         m_vecPos[0].firstChild = element;
+        x_Pos(element).previous = element;
         return true;
     }
     m_vecPos[0] = {};
@@ -68,6 +88,14 @@ bool CMarkupSTL::FindElem(const char* name)
 {
     if (m_vecPos.empty()) return false;
     const int found = x_FindElem(m_nParentPos, m_nMainPos, name);
+    if (!found) return false;
+    x_SetPos(x_Pos(found).parent, found, 0);
+    return true;
+}
+
+bool CMarkupSTL::FindLastElem(const char* name)
+{
+    const int found = x_FindLastElem(m_nParentPos, m_nMainPos, name);
     if (!found) return false;
     x_SetPos(x_Pos(found).parent, found, 0);
     return true;

@@ -20,11 +20,52 @@ constexpr CharSet SetOf(std::string_view characters)
 
 constexpr bool Has(const CharSet& set, char c) { return set[static_cast<unsigned char>(c)]; }
 
-constexpr CharSet WHITESPACE = SetOf(" \t\n\r");
+constexpr CharSet BLANKS = SetOf(" \t\n\r");
 constexpr CharSet WORD_END = SetOf(" \t\n\r<>=\\/?!");
 constexpr CharSet NAME_END = SetOf(" =/[");  // ends the part of a caller's name that is compared
 
 constexpr bool IsQuote(char c) { return c == '"' || c == '\''; }
+
+/// Whether a word begins with `c`, which is no white space.
+constexpr bool BeginsWord(char c) { return c != '\0' && !Has(WORD_END, c) && !IsQuote(c); }
+
+constexpr CharSet TAG_END = SetOf(">/?");
+
+/// Behind the word that begins at `at`.
+const char* EndOfWord(const char* at)
+{
+    while (*at != '\0' && !Has(WORD_END, *at))
+        ++at;
+    return at;
+}
+
+/// An attribute as nearly all are written: a word, '=' and a quoted string with nothing in between.
+class PlainAttrib
+{
+public:
+    explicit PlainAttrib(const char* at) : m_name(at)
+    {
+        if (!BeginsWord(*at)) return;
+        m_nameEnd = EndOfWord(at);
+        if (*m_nameEnd != '=' || !IsQuote(m_nameEnd[1])) return;
+        const char quote = m_nameEnd[1];
+        m_valueEnd = std::strchr(m_nameEnd + 2, quote);
+    }
+
+    bool IsComplete() const { return m_valueEnd != nullptr; }
+    std::string_view Name() const { return {m_name, static_cast<std::size_t>(m_nameEnd - m_name)}; }
+    std::string_view Value() const
+    {
+        return {m_nameEnd + 2, static_cast<std::size_t>(m_valueEnd - m_nameEnd - 2)};
+    }
+    /// Behind the closing quote.
+    const char* End() const { return m_valueEnd + 1; }
+
+private:
+    const char* m_name;
+    const char* m_nameEnd = nullptr;
+    const char* m_valueEnd = nullptr;
+};
 
 }  // namespace
 
@@ -41,7 +82,7 @@ bool CMarkupSTL::x_FindChar(const char* text, int& pos, char c)
 
 bool CMarkupSTL::x_FindAny(const char* text, int& pos)
 {
-    while (Has(WHITESPACE, text[pos]))
+    while (Has(BLANKS, text[pos]))
         ++pos;
     return text[pos] != '\0';
 }
@@ -87,9 +128,31 @@ bool CMarkupSTL::x_MatchName(std::string_view token, std::string_view name)
     return name.size() == token.size() || Has(NAME_END, name[token.size()]);
 }
 
-bool CMarkupSTL::x_IsName(const char* name)
+std::string_view CMarkupSTL::x_TagName(int element) const
 {
-    const std::string_view word = x_View(name);
+    const int start = x_Pos(element).startLeft + 1;
+    const char* const at = m_text.Data() + start;
+    if (BeginsWord(*at)) return {at, static_cast<std::size_t>(EndOfWord(at) - at)};
+
+    TokenPos token(m_text.Data(), start);
+    x_FindToken(token);
+    return x_GetToken(token);
+}
+
+// A name that is a word stands in a plain start tag as it is, with no more of the word behind it.
+bool CMarkupSTL::x_HasName(int element, std::string_view wanted, bool isWord) const
+{
+    if (isWord) {
+        const char* const at = m_text.Data() + x_Pos(element).startLeft + 1;
+        // Not further than the NUL: the name may be longer than all the text that is left.
+        const bool begins = std::strncmp(at, wanted.data(), wanted.size()) == 0;
+        if (begins && Has(WORD_END, at[wanted.size()])) return true;
+    }
+    return x_MatchName(x_TagName(element), wanted);
+}
+
+bool CMarkupSTL::x_IsName(std::string_view word)
+{
     if (word.empty() || word.size() > MAX_LENGTH || IsQuote(word[0])) return false;
     return std::none_of(word.begin(), word.end(), [](char c) { return Has(WORD_END, c); });
 }
@@ -105,6 +168,32 @@ bool CMarkupSTL::x_FindTagToken(TokenPos& token)
 bool CMarkupSTL::x_FindAttrib(TokenPos& token, const char* name)
 {
     const std::string_view wanted = x_View(name);
+    const char* at = token.text + token.nextPos;
+    if (wanted.empty() || !BeginsWord(*at)) return x_FindOddAttrib(token, wanted);
+    at = EndOfWord(at);
+    for (;;) {  // as long as all is written plainly: n="1" m='2'
+        while (Has(BLANKS, *at))
+            ++at;
+        if (Has(TAG_END, *at)) {
+            token.left = token.right = static_cast<int>(at - token.text);
+            token.nextPos = token.left + 1;
+            token.isString = false;
+            return false;
+        }
+        const PlainAttrib attrib(at);
+        if (!attrib.IsComplete()) return x_FindOddAttrib(token, wanted);
+        at = attrib.End();
+        if (!x_MatchName(attrib.Name(), wanted)) continue;
+        token.left = static_cast<int>(attrib.Value().data() - token.text);
+        token.right = token.left + static_cast<int>(attrib.Value().size()) - 1;
+        token.nextPos = static_cast<int>(at - token.text);
+        token.isString = true;
+        return true;
+    }
+}
+
+bool CMarkupSTL::x_FindOddAttrib(TokenPos& token, std::string_view wanted)
+{
     int match = 0;  // number of the token that is the name; 0, the tag name's, while there is none
     for (int number = 0; x_FindTagToken(token); ++number) {
         if (match) {
@@ -118,6 +207,45 @@ bool CMarkupSTL::x_FindAttrib(TokenPos& token, const char* name)
         if (x_MatchName(x_GetToken(token), wanted)) match = number;
     }
     return false;
+}
+
+bool CMarkupSTL::GetAttribs(std::span<const AttribKey> keys, std::span<std::string_view> values) const
+{
+    std::size_t missing = keys.size();
+    const char* at = nullptr;
+    if (x_IsReached(m_nMainPos)) {
+        at = m_text.Data() + x_Pos(m_nMainPos).startLeft + 1;
+        if (!BeginsWord(*at)) return false;
+        at = EndOfWord(at);
+        const char* const last = m_text.Data() + x_Pos(m_nMainPos).startRight;
+        for (; missing > 0; --missing) {  // as long as they stand as expected
+            const AttribKey& key = keys[keys.size() - missing];
+            if (!key.IsAt(at)) break;
+            const char* const value = at + key.Length();
+            const char* const end = FindQuote(value, last);
+            if (end > last) return false;
+            values[keys.size() - missing] = {value, static_cast<std::size_t>(end - value)};
+            at = end + 1;
+        }
+    }
+
+    std::fill(values.end() - static_cast<std::ptrdiff_t>(missing), values.end(), std::string_view());
+    while (missing > 0 && at) {
+        while (Has(BLANKS, *at))
+            ++at;
+        if (Has(TAG_END, *at)) break;
+        const PlainAttrib attrib(at);
+        if (!attrib.IsComplete()) return false;
+        at = attrib.End();
+        const auto key = std::find_if(keys.begin(), keys.end(),
+                                      [&](const AttribKey& each) { return each.Name() == attrib.Name(); });
+        if (key == keys.end()) continue;
+        std::string_view& value = values[static_cast<std::size_t>(key - keys.begin())];
+        if (value.data()) continue;  // the first one counts
+        value = attrib.Value();
+        --missing;
+    }
+    return true;
 }
 
 CMarkupSTL::NodeType CMarkupSTL::x_ParseNode(TokenPos& token)
@@ -151,12 +279,17 @@ CMarkupSTL::NodeType CMarkupSTL::x_ParseNode(TokenPos& token)
     return NODE_NONE;
 }
 
+// Not with strstr: under a sanitizer it measures all the rest of the text, every time.
 bool CMarkupSTL::x_SkipTo(TokenPos& token, const char* end)
 {
-    const char* const found = std::strstr(token.text + token.left, end);
-    if (!found) return false;
-    token.nextPos = static_cast<int>(found - token.text + static_cast<std::ptrdiff_t>(std::strlen(end)));
-    return true;
+    const std::string_view mark = end;
+    for (int pos = token.left; x_FindChar(token.text, pos, mark.back()); ++pos) {
+        const int start = pos + 1 - static_cast<int>(mark.size());
+        if (start < token.left || std::string_view(token.text + start, mark.size()) != mark) continue;
+        token.nextPos = pos + 1;
+        return true;
+    }
+    return false;
 }
 
 // Goes down and up with a stack of its own, so that the nesting depth of a document costs heap and nothing
@@ -181,12 +314,18 @@ int CMarkupSTL::x_ParseElem(int parent)
             if (open.empty()) return 0;
             done = x_ParseEndTag(open.back().element);
             if (done < 0) return done;
+            if (open.back().lastChild) x_Pos(x_Pos(done).firstChild).previous = open.back().lastChild;
             open.pop_back();
         }
         if (open.empty()) return done;
 
         OpenElem& outer = open.back();
-        (outer.lastChild ? x_Pos(outer.lastChild).next : x_Pos(outer.element).firstChild) = done;
+        if (outer.lastChild) {
+            x_Pos(outer.lastChild).next = done;
+            x_Pos(done).previous = outer.lastChild;
+        } else {
+            x_Pos(outer.element).firstChild = done;
+        }
         outer.lastChild = done;
         x_Pos(outer.element).endLeft = x_Pos(done).endRight + 1;
     }
@@ -199,12 +338,14 @@ int CMarkupSTL::x_ParseStartTag(int parent)
     pos = {};
     pos.parent = parent;
 
-    TokenPos token(m_strDoc.c_str(), x_Pos(parent).endLeft);
+    TokenPos token(m_text.Data(), x_Pos(parent).endLeft);
     for (;;) {
+        x_FindAny(token.text, token.nextPos);  // mostly all there is in front of the tag
         if (!x_FindChar(token.text, token.nextPos, '<')) {
             return parent ? x_ReleasePos() : x_ParseError("Element tag not found");
         }
         pos.startLeft = x_Pos(parent).endLeft = token.nextPos++;
+        if (BeginsWord(token.text[token.nextPos])) break;  // there is no '>' in a word
         if (!x_FindToken(token)) return x_ParseError("Abrupt end within tag");
         if (token.isString) return x_ParseError("Tag starts with quote");
 
@@ -232,7 +373,7 @@ int CMarkupSTL::x_ParseEndTag(int element)
 {
     const std::string_view name = x_TagName(element);
     ElemPos& pos = x_Pos(element);
-    TokenPos token(m_strDoc.c_str(), pos.endLeft);
+    TokenPos token(m_text.Data(), pos.endLeft);
     if (!x_FindChar(token.text, token.nextPos, '<')) {
         return x_ParseError("End tag of %s element not found", name);
     }
@@ -269,7 +410,7 @@ int CMarkupSTL::x_ParseError(std::string_view format, std::string_view name)
 
 int CMarkupSTL::x_GetFreePos()
 {
-    x_EnsureFree(1);
+    if (static_cast<std::size_t>(m_nFreePos) == m_vecPos.size()) x_EnsureFree(1);
     return m_nFreePos++;
 }
 
@@ -279,12 +420,13 @@ int CMarkupSTL::x_ReleasePos()
     return 0;
 }
 
+// Memory that is reserved costs nothing before it is used, so records are made in blocks and no sooner.
 void CMarkupSTL::x_EnsureFree(int count)
 {
-    const std::size_t size = m_vecPos.size();
+    constexpr std::size_t BLOCK = 256;  // records
+
+    const std::size_t room = m_vecPos.capacity();
     const std::size_t needed = static_cast<std::size_t>(m_nFreePos) + static_cast<std::size_t>(count);
-    if (needed <= size) return;
-    const std::size_t grown = std::max(needed, size + size / 2);
-    m_vecPos.reserve(grown);  // resize alone would take twice the room
-    m_vecPos.resize(grown);
+    if (needed > room) m_vecPos.reserve(std::max(needed, room + room / 2));  // resize alone would double it
+    if (needed > m_vecPos.size()) m_vecPos.resize(std::min(m_vecPos.capacity(), needed + BLOCK));
 }

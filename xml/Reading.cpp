@@ -69,24 +69,98 @@ int CMarkupSTL::x_FindElem(int parent, int after, const char* name) const
     const std::string_view wanted = x_View(name);
     int element = after ? x_Pos(after).next : x_Pos(parent).firstChild;
     if (wanted.empty()) return element;
-    while (element && !x_MatchName(x_TagName(element), wanted))
+    const bool isWord = x_IsName(wanted);
+    while (element && !x_HasName(element, wanted, isWord)) {
         element = x_Pos(element).next;
+        ++m_steps.elementsPassed;
+    }
     return element;
 }
 
-std::string_view CMarkupSTL::x_TagName(int element) const
+int CMarkupSTL::x_FindLastElem(int parent, int after, const char* name) const
 {
-    TokenPos token(m_strDoc.c_str(), x_Pos(element).startLeft + 1);
-    x_FindToken(token);
-    return x_GetToken(token);
+    const std::string_view wanted = x_View(name);
+    int element = x_LastChild(parent);
+    const bool isWord = x_IsName(wanted);
+    while (element != after && !wanted.empty() && !x_HasName(element, wanted, isWord)) {
+        element = x_PreviousSibling(element);
+        ++m_steps.elementsPassed;
+    }
+    return element == after ? 0 : element;
+}
+
+int CMarkupSTL::x_PreviousSibling(int element) const
+{
+    const ElemPos& pos = x_Pos(element);
+    return x_Pos(pos.parent).firstChild == element ? 0 : pos.previous;
+}
+
+int CMarkupSTL::x_LastChild(int parent) const
+{
+    const int first = x_Pos(parent).firstChild;
+    return first ? x_Pos(first).previous : 0;
+}
+
+CMarkupSTL::Tag CMarkupSTL::x_NextTag(Tag tag) const
+{
+    const ElemPos& pos = x_Pos(tag.element);
+    if (!tag.isEnd) return pos.firstChild ? x_StartTag(pos.firstChild) : Tag{tag.element, false, true};
+    return pos.next ? x_StartTag(pos.next) : Tag{pos.parent, false, true};
+}
+
+CMarkupSTL::Tag CMarkupSTL::x_PreviousTag(Tag tag) const
+{
+    const int inFront = tag.isStart ? x_PreviousSibling(tag.element) : x_LastChild(tag.element);
+    if (inFront) return x_EndTag(inFront);
+    return {tag.isStart ? x_Pos(tag.element).parent : tag.element, true, false};
+}
+
+std::string_view CMarkupSTL::x_Text(int from, int end, std::string& joined) const
+{
+    if (from >= m_text.GapRight() || end <= m_text.GapLeft()) return m_text.Slice(from, end);
+    joined = m_text.Slice(from, m_text.GapLeft());
+    joined += m_text.Slice(m_text.GapRight(), end);
+    return joined;
+}
+
+int CMarkupSTL::x_SkipWhitespace(int place) const
+{
+    x_FindAny(m_text.Data(), place);
+    if (place == m_text.GapLeft()) {
+        place = m_text.GapRight();
+        x_FindAny(m_text.Data(), place);
+    }
+    return place;
+}
+
+bool CMarkupSTL::x_RanIntoGap(int element, const TokenPos& token) const
+{
+    if (token.nextPos != m_text.GapLeft() || m_text.Gap() == 0) return false;
+    return (token.isString ? token.right + 1 : token.left) > x_Pos(element).startRight;
+}
+
+template <typename Find>
+std::string_view CMarkupSTL::x_FindInStartTag(int element, std::string& joined, Find find) const
+{
+    const int start = x_Pos(element).startLeft + 1;
+    TokenPos token(m_text.Data(), start);
+    bool found = find(token);
+    if (x_RanIntoGap(element, token)) {
+        std::string scratch;
+        joined = x_Text(start, m_text.End(), scratch);
+        joined.append(SCAN_PADDING, '\0');
+        token = TokenPos(joined.data());
+        found = find(token);
+    }
+    return found ? x_GetToken(token) : std::string_view();
 }
 
 std::string CMarkupSTL::x_GetAttrib(int element, const char* name) const
 {
     if (!x_IsReached(element)) return {};
-    TokenPos token(m_strDoc.c_str(), x_Pos(element).startLeft + 1);
-    if (!x_FindAttrib(token, name)) return {};
-    return x_TextFromDoc(token.left, token.right);
+    std::string joined;
+    return Resolved(
+        x_FindInStartTag(element, joined, [name](TokenPos& token) { return x_FindAttrib(token, name); }));
 }
 
 std::string CMarkupSTL::x_GetData(int element) const
@@ -98,21 +172,21 @@ std::string CMarkupSTL::x_GetData(int element) const
     const ElemPos& pos = x_Pos(element);
     if (pos.firstChild || x_IsEmpty(element)) return {};
 
-    int start = pos.startRight + 1;
-    x_FindAny(m_strDoc.c_str(), start);
-    std::string_view content = x_Slice(start, pos.endLeft);
-    if (content.starts_with(CDATA_START)) {
-        content.remove_prefix(CDATA_START.size());
-        const std::size_t end = content.find(CDATA_END);
-        if (end != std::string_view::npos) return std::string(content.substr(0, end));
+    std::string joined;
+    const std::string_view content = x_Text(pos.startRight + 1, pos.endLeft, joined);
+    const std::size_t start = content.find_first_not_of(WHITESPACE);
+    if (start != std::string_view::npos && content.substr(start).starts_with(CDATA_START)) {
+        const std::string_view data = content.substr(start + CDATA_START.size());
+        const std::size_t end = data.find(CDATA_END);
+        if (end != std::string_view::npos) return std::string(data.substr(0, end));
     }
-    return x_TextFromDoc(pos.startRight + 1, pos.endLeft - 1);
+    return Resolved(content);
 }
 
-std::string CMarkupSTL::x_TextFromDoc(int from, int to) const
+std::string CMarkupSTL::Resolved(std::string_view text)
 {
-    if (from > to) return {};
-    std::string_view rest = x_Slice(from, to + 1);
+    if (text.find('&') == std::string_view::npos) return std::string(text);
+    std::string_view rest = text;
     std::string out;
     out.reserve(rest.size());
     for (;;) {
@@ -130,6 +204,20 @@ std::string CMarkupSTL::x_TextFromDoc(int from, int to) const
     }
 }
 
+bool CMarkupSTL::x_FindAttribName(TokenPos& token, int n)
+{
+    if (!x_FindTagToken(token)) return false;  // the tag name
+
+    int number = 0;
+    bool isValue = false;
+    while (x_FindTagToken(token)) {
+        const bool isEquals = !token.isString && token.text[token.left] == '=';
+        if (!isEquals && !isValue && !token.isString && number++ == n) return true;
+        isValue = isEquals;
+    }
+    return false;
+}
+
 std::string CMarkupSTL::GetTagName() const { return m_nMainPos ? std::string(x_TagName(m_nMainPos)) : ""; }
 
 std::string CMarkupSTL::GetChildTagName() const
@@ -144,17 +232,9 @@ std::string CMarkupSTL::GetChildAttrib(const char* name) const { return x_GetAtt
 std::string CMarkupSTL::GetAttribName(int n) const
 {
     if (!x_IsReached(m_nMainPos)) return {};
-    TokenPos token(m_strDoc.c_str(), x_Pos(m_nMainPos).startLeft + 1);
-    if (!x_FindTagToken(token)) return {};  // the tag name
-
-    int number = 0;
-    bool isValue = false;
-    while (x_FindTagToken(token)) {
-        const bool isEquals = !token.isString && token.text[token.left] == '=';
-        if (!isEquals && !isValue && !token.isString && number++ == n) return std::string(x_GetToken(token));
-        isValue = isEquals;
-    }
-    return {};
+    std::string joined;
+    return std::string(
+        x_FindInStartTag(m_nMainPos, joined, [n](TokenPos& token) { return x_FindAttribName(token, n); }));
 }
 
 std::string CMarkupSTL::GetData() const { return x_GetData(m_nMainPos); }

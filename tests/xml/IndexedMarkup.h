@@ -40,23 +40,45 @@ public:
     using CMarkupSTL::m_nMainPos;
     using CMarkupSTL::m_nNodeType;
     using CMarkupSTL::m_nParentPos;
-    using CMarkupSTL::m_vecPos;
-    using CMarkupSTL::x_Adjust;
+    using CMarkupSTL::m_text;
+    using CMarkupSTL::x_EndTag;
     using CMarkupSTL::x_FindAny;
     using CMarkupSTL::x_FindChar;
     using CMarkupSTL::x_FindToken;
     using CMarkupSTL::x_Fits;
     using CMarkupSTL::x_GetFreePos;
     using CMarkupSTL::x_GetToken;
-    using CMarkupSTL::x_LocateNew;
     using CMarkupSTL::x_MatchName;
     using CMarkupSTL::x_ParseEndTag;
     using CMarkupSTL::x_ParseError;
     using CMarkupSTL::x_ParseNode;
-    using CMarkupSTL::x_Pos;
     using CMarkupSTL::x_ReleasePos;
+    using CMarkupSTL::x_ShiftBehind;
+    using CMarkupSTL::x_StartTag;
     using CMarkupSTL::x_TagName;
     using CMarkupSTL::x_TextToDoc;
+
+    /// For how many records the index has room.
+    std::size_t IndexRoom() const { return m_vecPos.capacity(); }
+
+    /// What the index says of an element, with the offsets in the document's text.
+    ElemPos x_Pos(int element) const
+    {
+        ElemPos pos = CMarkupSTL::x_Pos(element);
+        for (int* place : {&pos.startLeft, &pos.startRight, &pos.endLeft, &pos.endRight})
+            *place = m_text.OffsetOf(*place);
+        return pos;
+    }
+
+    void SetEndLeft(int element, int offset) { CMarkupSTL::x_Pos(element).endLeft = m_text.Begin() + offset; }
+
+    /// For a document that was not edited yet.
+    NewPlace x_LocateNew(int parent, int before, int offset, int length, int flags) const
+    {
+        NewPlace place = CMarkupSTL::x_LocateNew(parent, before, m_text.Begin() + offset, length, flags);
+        place.offset = m_text.OffsetOf(place.offset);
+        return place;
+    }
 
     /// One element as the index has it.
     struct Placed
@@ -126,6 +148,16 @@ public:
             if (pos.next && x_Pos(pos.next).startLeft <= pos.endRight)
                 fault = who + "overlaps its next sibling";
             if (pos.next && x_Pos(pos.next).parent != pos.parent) fault = who + "sibling of another parent";
+            if (pos.next && x_Pos(pos.next).previous != element)
+                fault = who + "no way back from the next sibling";
+            if (!pos.next && x_Pos(x_Pos(pos.parent).firstChild).previous != element)
+                fault = who + "not known as its parent's last child";
+            const ElemPos& stored = CMarkupSTL::x_Pos(element);
+            const auto isTorn = [&](int left, int right) {
+                return left < m_text.GapRight() && right >= m_text.GapLeft() && m_text.Gap() > 0;
+            };
+            if (isTorn(stored.startLeft, stored.startRight)) fault = who + "the gap is in its start tag";
+            if (isTorn(stored.endLeft, stored.endRight)) fault = who + "the gap is in its end tag";
             if (pos.firstChild && x_Pos(pos.firstChild).parent != element)
                 fault = who + "child of another parent";
             (void)placed;

@@ -414,7 +414,7 @@ TEST(MarkupAddSubDoc, TakesMoreElementsThanTheIndexHasRoomFor)
     EXPECT_TRUE(doc.AddSubDoc(sub.c_str()));
 
     EXPECT_EQ(Text(doc), "<xml><a/>" + sub + "\r\n</xml>");
-    EXPECT_EQ(doc.m_vecPos.size(), 1'004U);  // room taken once, before anything was changed
+    EXPECT_EQ(doc.IndexRoom(), 1'004U);  // room taken once, before anything was changed
 }
 
 TEST(MarkupAddSubDoc, RefusesATextThatDoesNotParseAndSaysWhy)
@@ -778,7 +778,7 @@ TEST(MarkupLocateNew, GivesThePlaceAndTheElementInFront)
     }
 }
 
-TEST(MarkupAdjust, MovesWhatComesLaterAndTheEndsOfWhatIsAround)
+TEST(MarkupShift, MovesTheTagsThatComeLaterAndNoOthers)
 {
     using Placed = IndexedMarkup::Placed;
     IndexedMarkup doc("<x><a><c/></a><b><d/></b></x>");
@@ -792,12 +792,12 @@ TEST(MarkupAdjust, MovesWhatComesLaterAndTheEndsOfWhatIsAround)
                       placed.endRight + 10};
     };
 
-    doc.x_Adjust(2, 10, false);
-    EXPECT_THAT(doc.Elements(), testing::ElementsAre(stretched(before[0]), before[1], moved(before[2]),
-                                                     moved(before[3]), moved(before[4])));
+    doc.x_ShiftBehind(doc.x_StartTag(2), 10);
+    EXPECT_THAT(doc.Elements(), testing::ElementsAre(stretched(before[0]), stretched(before[1]),
+                                                     moved(before[2]), moved(before[3]), moved(before[4])));
 
-    doc.x_Adjust(2, -10, false);
-    doc.x_Adjust(2, 10, true);
+    doc.x_ShiftBehind(doc.x_StartTag(2), -10);
+    doc.x_ShiftBehind(doc.x_EndTag(2), 10);
     EXPECT_THAT(doc.Elements(), testing::ElementsAre(stretched(before[0]), before[1], before[2],
                                                      moved(before[3]), moved(before[4])));
 }

@@ -236,7 +236,7 @@ TEST(MarkupHostileInput, MillionSiblingsParse)
     IndexedMarkup doc(("<x>" + Repeated("<a/>", COUNT) + "</x>").c_str());
 
     EXPECT_EQ(doc.Elements().size(), COUNT + 1U);
-    EXPECT_LT(doc.m_vecPos.size(), 2U * COUNT);
+    EXPECT_LT(doc.IndexRoom(), 2U * COUNT);
 }
 
 TEST(MarkupHostileInput, HugeAttributeValueIsReadAndReplaced)
@@ -265,6 +265,16 @@ TEST(MarkupHostileInput, HugeNamesAndEntitiesAreRead)
     EXPECT_EQ(doc.GetAttrib(name.c_str()), ampersands);
     EXPECT_TRUE(doc.FindChildElem(name.c_str()));
     EXPECT_FALSE(doc.FindElem((name + "a").c_str()));
+}
+
+TEST(MarkupHostileInput, NameLongerThanTheDocumentIsNotFound)
+{
+    const std::string name(1'000'000, 'a');
+    CMarkupSTL doc("<a><b/></a>");
+
+    EXPECT_FALSE(doc.FindElem(name.c_str()));
+    EXPECT_TRUE(doc.FindElem());
+    EXPECT_FALSE(doc.FindChildElem(name.c_str()));
 }
 
 TEST(MarkupHostileInput, NothingIsLookedAtAgainAndAgain)

@@ -372,3 +372,30 @@ TEST(MarkupSavedPos, IsForgottenWhenAnElementAroundItIsRemoved)
     EXPECT_EQ(Cursor(doc), "- - - 0");
     EXPECT_EQ(doc.GetDoc(), "\r\n");
 }
+
+// --- FindLastElem
+
+TEST(MarkupFindLastElem, GoesWhereFindElemStopsInTheEnd)
+{
+    const CMarkupSTL whole("<x>\r\n<a n=\"1\"/><b/><a n=\"2\"><a/></a><c/></x>");
+    for (const char* name : {"a", "b", "c", "d", "", "a=1", static_cast<const char*>(nullptr)}) {
+        for (int start = 0; start <= 4; ++start) {
+            SCOPED_TRACE(testing::Message() << (name ? name : "none") << " from " << start);
+            CMarkupSTL walker = whole;
+            ASSERT_TRUE(walker.FindElem("x") && walker.IntoElem());
+            for (int i = 0; i < start; ++i)
+                ASSERT_TRUE(walker.FindElem());
+            CMarkupSTL jumper = walker;
+
+            bool found = false;
+            while (walker.FindElem(name))
+                found = true;
+
+            EXPECT_EQ(jumper.FindLastElem(name), found);
+            EXPECT_EQ(jumper.GetTagName(), walker.GetTagName());
+            EXPECT_EQ(jumper.GetAttrib("n"), walker.GetAttrib("n"));
+        }
+    }
+}
+
+TEST(MarkupFindLastElem, FindsNothingInAnEmptyDocument) { EXPECT_FALSE(CMarkupSTL().FindLastElem("a")); }

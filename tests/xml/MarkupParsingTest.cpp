@@ -322,7 +322,7 @@ TEST(MarkupParser, NamesWhatIsWrong)
 TEST(MarkupParser, MissesTheEndTagWhereAnotherTagStands)
 {
     IndexedMarkup doc("<a></a>");
-    doc.x_Pos(1).endLeft = 0;
+    doc.SetEndLeft(1, 0);
 
     EXPECT_EQ(doc.x_ParseEndTag(1), -1);
     EXPECT_EQ(doc.GetError(), "Expecting end tag of element a");
@@ -442,13 +442,13 @@ TEST(Markup, CopyKeepsTheErrorText)
 TEST(Markup, IndexIsSizedByTheTextAndNeverShrinks)
 {
     IndexedMarkup doc;
-    EXPECT_EQ(doc.m_vecPos.size(), 1u);
+    EXPECT_EQ(doc.IndexRoom(), 1u);
 
     doc.SetDoc(("<a>" + std::string(121, ' ') + "</a>").c_str());
-    EXPECT_EQ(doc.m_vecPos.size(), 3u);
+    EXPECT_EQ(doc.IndexRoom(), 3u);
 
     doc.SetDoc("<a/>");
-    EXPECT_EQ(doc.m_vecPos.size(), 3u);
+    EXPECT_EQ(doc.IndexRoom(), 3u);
 }
 
 TEST(Markup, IndexGrowsByHalfAndAtLeastByOne)
@@ -457,7 +457,7 @@ TEST(Markup, IndexGrowsByHalfAndAtLeastByOne)
     std::vector<std::size_t> sizes;
     for (int taken = 1; taken < 10; ++taken) {
         EXPECT_EQ(doc.x_GetFreePos(), taken);
-        if (sizes.empty() || sizes.back() != doc.m_vecPos.size()) sizes.push_back(doc.m_vecPos.size());
+        if (sizes.empty() || sizes.back() != doc.IndexRoom()) sizes.push_back(doc.IndexRoom());
     }
 
     EXPECT_THAT(sizes, ElementsAre(2u, 3u, 4u, 6u, 9u, 13u));

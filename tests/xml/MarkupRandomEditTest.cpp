@@ -218,6 +218,15 @@ private:
     static void Compare(CMarkupSTL& reader, const Node& node)
     {
         EXPECT_EQ(reader.GetTagName(), node.name);
+        std::vector<AttribKey> keys;
+        for (const auto& attribute : node.attributes)
+            keys.emplace_back(attribute.first);
+        std::shuffle(keys.begin(), keys.end(), std::minstd_rand(static_cast<unsigned int>(keys.size())));
+        keys.emplace_back("missing");
+        std::vector<std::string_view> values(keys.size());
+        EXPECT_TRUE(reader.GetAttribs(keys, values));
+        for (std::size_t i = 0; i < keys.size(); ++i)
+            EXPECT_EQ(CMarkupSTL::Resolved(values[i]), reader.GetAttrib(std::string(keys[i].Name()).c_str()));
         for (std::size_t i = 0; i < node.attributes.size(); ++i) {
             EXPECT_EQ(reader.GetAttribName(static_cast<int>(i)), node.attributes[i].first);
             EXPECT_EQ(reader.GetAttrib(node.attributes[i].first.c_str()), node.attributes[i].second);

@@ -35,6 +35,76 @@ TEST(MarkupTagName, IsThatOfMainAndChild)
     EXPECT_EQ(doc.GetChildTagName(), "");
 }
 
+TEST(MarkupGetAttribs, ReadsWhatGetAttribReadsOrSaysThatItCannot)
+{
+    const AttribKey keys[] = {AttribKey("n"), AttribKey("m"), AttribKey("name_of_many_letters")};
+    struct Case
+    {
+        const char* tag;
+        bool isPlain;
+    };
+    const Case cases[] = {
+        {"<a n=\"1\" m=\"2\" name_of_many_letters=\"3\"/>", true},
+        {"<a name_of_many_letters=\"3\" m=\"2\" n=\"1\"/>", true},
+        {"<a x=\"0\" n=\"\" y=\"0\" m=\"2\"></a>", true},
+        {"<a n='1' m='\"'/>", true},
+        {"<a\tn=\"1\"\r\n m=\"2\"/>", true},
+        {"<a n=\"1\" n=\"2\" m=\"3\" m=\"4\"/>", true},
+        {"<a nn=\"1\" N=\"2\"/>", true},
+        {"<a n=\"1\"m=\"2\"/>", true},
+        {"<a n=\"a value of more than sixteen bytes\" m=\"2\"/>", true},
+        {"<a x=\" n=\" m=\"2\"/>", true},
+        {"<a/>", true},
+        {"<a / n=\"1\"/>", true},
+        {"<a ? n=\"1\"/>", true},
+        {"< a n=\"1\"/>", false},
+        {"<a n =\"1\" m=\"2\"/>", false},
+        {"<a n= \"1\" m=\"2\"/>", false},
+        {"<a n=1 m=\"2\"/>", false},
+        {"<a x n=\"1\"/>", false},
+        {"<a n=\"x>y\" m=\"2\"/>", false},
+        {"<a n=\"x>", false},
+    };
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.tag);
+        const CMarkupSTL doc = On((std::string(row.tag) + "</a>").c_str());
+        std::string_view values[3] = {"left over", "left over", "left over"};
+        ASSERT_EQ(doc.GetAttribs(keys, values), row.isPlain);
+        for (std::size_t i = 0; row.isPlain && i < std::size(keys); ++i)
+            EXPECT_EQ(values[i], doc.GetAttrib(keys[i].Name().data()));
+    }
+}
+
+TEST(MarkupGetAttribs, TellsAMissingAttributeFromAnEmptyOne)
+{
+    const AttribKey keys[] = {AttribKey("n"), AttribKey("m")};
+    std::string_view values[2];
+
+    ASSERT_TRUE(On("<a n=\"\"/>").GetAttribs(keys, values));
+    EXPECT_NE(values[0].data(), nullptr);
+    EXPECT_EQ(values[1].data(), nullptr);
+}
+
+TEST(MarkupGetAttribs, FindsNothingWithoutAMainPosition)
+{
+    const AttribKey keys[] = {AttribKey("n")};
+    std::string_view values[1] = {"left over"};
+
+    EXPECT_TRUE(CMarkupSTL("<a n=\"1\"/>").GetAttribs(keys, values));
+    EXPECT_EQ(values[0].data(), nullptr);
+}
+
+TEST(MarkupGetAttribs, LeavesEntitiesAsTheyAreWritten)
+{
+    const AttribKey keys[] = {AttribKey("n")};
+    std::string_view values[1];
+    const CMarkupSTL doc = On("<a n=\"&lt;&#65;\"/>");
+
+    EXPECT_TRUE(doc.GetAttribs(keys, values));
+    EXPECT_EQ(values[0], "&lt;&#65;");
+    EXPECT_EQ(CMarkupSTL::Resolved(values[0]), "<A");
+}
+
 TEST(MarkupGetAttrib, ReadsTheQuotedValue)
 {
     const std::string tag = "<a x=\"1\" name='it \"is\"' empty=\"\" y = \"2\" z=\"3\"/>";
