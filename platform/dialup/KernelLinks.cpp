@@ -103,6 +103,14 @@ bool Read(Bytes payload, T& value)
     return true;
 }
 
+/// The bytes counted by a link's 64-bit statistics.
+std::optional<ByteCounters> ReadStatistics(Bytes payload)
+{
+    const auto head = Peek<StatisticsHead>(payload);
+    if (!head) return std::nullopt;
+    return ByteCounters{head->receivedBytes, head->sentBytes};
+}
+
 bool ReadLinkAttribute(int type, Bytes payload, KernelLink& link)
 {
     switch (type) {
@@ -129,12 +137,9 @@ bool ReadLinkAttribute(int type, Bytes payload, KernelLink& link)
                 if (infoType == IFLA_INFO_KIND) link.kind = Text(info);
                 return true;
             });
-        case IFLA_STATS64: {
-            const auto head = Peek<StatisticsHead>(payload);
-            if (!head) return false;
-            link.counters = ByteCounters{head->receivedBytes, head->sentBytes};
-            return true;
-        }
+        case IFLA_STATS64:
+            link.counters = ReadStatistics(payload);
+            return link.counters.has_value();
         default:
             return true;
     }
@@ -234,6 +239,43 @@ std::optional<std::vector<KernelLink>> ParseLinks(Bytes dump)
     if (std::adjacent_find(indexes.begin(), indexes.end()) != indexes.end()) return std::nullopt;
 
     return links;
+}
+
+std::optional<LinkStatistics> ParseStatisticsMessage(Bytes message)
+{
+    const auto body = BodyOf(message, RTM_NEWSTATS);
+    if (!body) return std::nullopt;
+    const auto head = Peek<if_stats_msg>(*body);
+    if (!head) return std::nullopt;
+
+    std::optional<ByteCounters> counters;
+    const bool wellFormed =
+        VisitAttributes(body->subspan(sizeof(if_stats_msg)), [&](int type, Bytes payload) {
+            if (type != IFLA_STATS_LINK_64) return true;
+            counters = ReadStatistics(payload);
+            return counters.has_value();
+        });
+    if (!wellFormed || !counters) return std::nullopt;
+
+    return LinkStatistics{static_cast<int>(head->ifindex), *counters};
+}
+
+StatisticsReader::StatisticsReader(std::span<const int> indexes, std::vector<ByteCounters>& counters)
+    : m_indexes(indexes), m_counters(counters)
+{
+    m_counters.resize(indexes.size());
+}
+
+void StatisticsReader::Read(Bytes messages)
+{
+    const auto readNext = [&](int type, Bytes message) {
+        if (type != RTM_NEWSTATS) return true;
+        const auto link = ParseStatisticsMessage(message);
+        if (!link || m_place == m_indexes.size() || link->index != m_indexes[m_place]) return false;
+        m_counters[m_place++] = link->counters;
+        return true;
+    };
+    m_inOrder = m_inOrder && VisitMessages(messages, readNext);
 }
 
 std::optional<std::vector<int>> ParseDefaultRoutes(Bytes dump)

@@ -50,6 +50,39 @@ std::optional<KernelLink> ParseLinkMessage(Bytes message);
 /// broken, or if two speak of one link: such a dump was not of one moment.
 std::optional<std::vector<KernelLink>> ParseLinks(Bytes dump);
 
+/// What a message of a statistics dump says of one link.
+struct LinkStatistics
+{
+    int index = 0;
+    ByteCounters counters;
+};
+
+/// One message of a statistics dump; nothing, too, if it holds no 64-bit link statistics.
+std::optional<LinkStatistics> ParseStatisticsMessage(Bytes message);
+
+/// Reads a statistics dump, part by part, that speaks of exactly the links of an earlier link dump, in its
+/// order.
+///
+/// Ownership: indexes and counters are borrowed. What the counters hold before the dump `IsWhole` says
+/// nothing.
+class StatisticsReader
+{
+public:
+    /// `counters` get a pair for each of `indexes`.
+    StatisticsReader(std::span<const int> indexes, std::vector<ByteCounters>& counters);
+
+    /// Reads whole messages. Once one is broken or out of order the dump is not going to be whole.
+    void Read(Bytes messages);
+    /// Every link has been read, each once and nothing else.
+    bool IsWhole() const { return m_inOrder && m_place == m_indexes.size(); }
+
+private:
+    std::span<const int> m_indexes;
+    std::vector<ByteCounters>& m_counters;
+    std::size_t m_place = 0;  ///< of the next link
+    bool m_inOrder = true;
+};
+
 /// The indexes of the links that a default route of a route dump leaves through: unicast, in the main table,
 /// IPv4 or IPv6, every hop of a multipath route. Ascending, each once.
 std::optional<std::vector<int>> ParseDefaultRoutes(Bytes dump);

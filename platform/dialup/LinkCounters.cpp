@@ -58,11 +58,11 @@ unsigned long long Presented(const LinkCounters::Incarnation& incarnation,
 
 }  // namespace
 
-ByteCounters LinkCounters::LastHanded(const Incarnation& incarnation)
+ByteCounters LinkCounters::LastHanded(const ByteCounters& origin, const ByteCounters& handed)
 {
-    ByteCounters raw = incarnation.origin;
+    ByteCounters raw = origin;
     for (const auto direction : kDirections) {
-        if (incarnation.handed.*direction != 0) raw.*direction += incarnation.handed.*direction - 1;
+        if (handed.*direction != 0) raw.*direction += handed.*direction - 1;
     }
     return raw;
 }
@@ -81,7 +81,8 @@ void LinkCounters::Update(std::span<const LinkReading> readings, bool sampling)
 
     std::set<ConnectionType> disturbed;  // types whose sum lost a link, or its first name
     const auto origin = [&](const Incarnation& before, const LinkReading& now) {
-        return sampling && !Fell(before.link.raw, now.raw) ? LastHanded(before) : now.raw;
+        return sampling && !Fell(before.link.raw, now.raw) ? LastHanded(before.origin, before.handed)
+                                                           : now.raw;
     };
     std::vector<Incarnation> survivors;
     std::vector<Incarnation> beginners;  // without number and name as yet
@@ -135,48 +136,81 @@ void LinkCounters::Update(std::span<const LinkReading> readings, bool sampling)
 
     if (!disturbed.empty() || !beginners.empty()) ++m_generation;
     m_incarnations = std::move(incarnations);
+    m_presentsAll = false;
     m_lastNumber = number;
     m_lostSight = false;
 }
 
-std::vector<PresentedLink> LinkCounters::HandOut(bool sampling)
+bool LinkCounters::Advance(std::span<const ByteCounters> raw)
 {
-    for (const ConnectionType type : {ConnectionType::DialUp, ConnectionType::Wifi, ConnectionType::Adsl}) {
-        for (const auto direction : kDirections) {
-            HandOut(type, direction, sampling);
-        }
+    if (m_lostSight) return false;
+    for (Incarnation& incarnation : m_incarnations) {
+        const ByteCounters& now = raw[incarnation.link.place];
+        if (Fell(incarnation.link.raw, now)) return false;
+        incarnation.link.raw = now;
     }
-    std::vector<PresentedLink> presented;
-    for (const Incarnation& incarnation : m_incarnations) {
-        presented.push_back(
-            {incarnation.number, incarnation.deviceName, incarnation.link, incarnation.handed});
-    }
-    m_handedOut = m_incarnations;
-    return presented;
+    return true;
 }
 
-void LinkCounters::HandOut(ConnectionType type, unsigned long long ByteCounters::*direction, bool sampling)
+std::span<const PresentedLink> LinkCounters::HandOut(bool sampling)
 {
-    unsigned long long sum = 0;  // as the plug-in has it
-    unsigned long long growth = 0;
-    for (Incarnation& incarnation : m_incarnations) {
-        if (incarnation.link.type != type) continue;
-
-        unsigned long long& handed = incarnation.handed.*direction;
-        sum += handed;
-        handed = std::max(handed, 1ULL);
-        growth += Presented(incarnation, direction) - handed;
+    if (!m_presentsAll) Present();  // first, so that nothing is handed out if memory runs out
+    Raise(sampling);
+    for (std::size_t i = 0; i < m_incarnations.size(); ++i) {
+        m_presented[i].counters = m_incarnations[i].handed;
     }
+    return m_presented;
+}
 
-    const unsigned long long beforeFold = std::max(kFold - sum % kFold, kShortOfFold) - kShortOfFold;
-    unsigned long long allowed = sampling ? std::min(growth, std::max(beforeFold, kMostAcrossFold)) : growth;
+void LinkCounters::Present()
+{
+    std::vector<PresentedLink> presented;
+    presented.reserve(m_incarnations.size());
+    for (const Incarnation& incarnation : m_incarnations) {
+        presented.push_back({incarnation.number, incarnation.deviceName, incarnation.link, incarnation.origin,
+                             incarnation.handed});
+    }
+    m_presented = std::move(presented);
+    m_presentsAll = true;
+}
+
+/// Brings what is handed out up to the readings, as far as the plug-in can take it.
+void LinkCounters::Raise(bool sampling)
+{
+    struct Sum
+    {
+        ByteCounters handed;   ///< as the plug-in has it
+        ByteCounters growth;   ///< since then
+        ByteCounters allowed;  ///< of that, to be handed out now
+    };
+    std::array<Sum, static_cast<std::size_t>(ConnectionType::Adsl) + 1> sums;  // by type
     for (Incarnation& incarnation : m_incarnations) {
-        if (incarnation.link.type != type) continue;
-
-        unsigned long long& handed = incarnation.handed.*direction;
-        const unsigned long long step = std::min(Presented(incarnation, direction) - handed, allowed);
-        allowed -= step;
-        handed += step;
+        Sum& sum = sums[static_cast<std::size_t>(incarnation.link.type)];
+        for (const auto direction : kDirections) {
+            unsigned long long& handed = incarnation.handed.*direction;
+            sum.handed.*direction += handed;
+            handed = std::max(handed, 1ULL);
+            sum.growth.*direction += Presented(incarnation, direction) - handed;
+        }
+    }
+    for (Sum& sum : sums) {
+        for (const auto direction : kDirections) {
+            const unsigned long long beforeFold =
+                std::max(kFold - sum.handed.*direction % kFold, kShortOfFold) - kShortOfFold;
+            const unsigned long long growth = sum.growth.*direction;
+            sum.allowed.*direction =
+                sampling ? std::min(growth, std::max(beforeFold, kMostAcrossFold)) : growth;
+        }
+    }
+    for (Incarnation& incarnation : m_incarnations) {
+        ByteCounters& allowed = sums[static_cast<std::size_t>(incarnation.link.type)].allowed;
+        for (const auto direction : kDirections) {
+            unsigned long long& handed = incarnation.handed.*direction;
+            const unsigned long long step =
+                std::min(Presented(incarnation, direction) - handed, allowed.*direction);
+            allowed.*direction -= step;
+            handed += step;
+        }
     }
 }
 

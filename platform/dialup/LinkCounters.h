@@ -19,7 +19,8 @@ struct LinkReading
     bool dialUp = false;  ///< a dial-up connection, not an interface row
     HardwareAddress address{};
     std::optional<unsigned int> carrierChanges;
-    ByteCounters raw;  ///< the kernel's
+    std::size_t place = 0;  ///< in the list of links that it was read from
+    ByteCounters raw;       ///< the kernel's
 };
 
 /// One run of a link's counters, as it is presented: counted from 1 and never falling.
@@ -27,8 +28,9 @@ struct PresentedLink
 {
     unsigned int number = 0;  ///< of the incarnation; also its handle
     std::string deviceName;
-    LinkReading link;
-    ByteCounters counters;
+    LinkReading link;       ///< but for its raw counters, which may be older
+    ByteCounters origin;    ///< the raw counters that are presented as 1
+    ByteCounters counters;  ///< at least 1
 
     /// A counter as a row of the interface table holds it, in 32 bits: never 0, and wrapping with the modulus
     /// that the plug-in folds with, so that a wrap costs not one byte.
@@ -54,9 +56,15 @@ public:
     /// not to be counted.
     void Update(std::span<const LinkReading> readings, bool sampling);
 
+    /// Takes the raw counters alone, by the places of the links in the list of the last update, where nothing
+    /// else about any link has changed since. False if it takes a whole update: a counter fell, or names have
+    /// to change; what was taken until then does no harm. Allocates nothing.
+    bool Advance(std::span<const ByteCounters> raw);
+
     /// Hands the counters of the last update to the plug-in, oldest incarnation first. While it is sampling,
     /// where a type grew by more than the plug-in can take in one sample the rest follows next time.
-    std::vector<PresentedLink> HandOut(bool sampling);
+    /// Allocates nothing while links and names stay as they are.
+    std::span<const PresentedLink> HandOut(bool sampling);
 
     /// The plug-in was not given what it asked for: it has dropped every sum that it kept, and would count
     /// a name that comes back from the start. The next update gives new names to all that was handed out.
@@ -73,19 +81,21 @@ public:
     };
     const std::vector<Incarnation>& Incarnations() const { return m_incarnations; }
 
-    /// The incarnations as they were last handed out, whatever has been updated since.
-    const std::vector<Incarnation>& HandedOut() const { return m_handedOut; }
-    /// The raw counters that were last handed out; those before the first byte if there were none.
-    static ByteCounters LastHanded(const Incarnation& incarnation);
+    /// What was last handed out, whatever has been updated since.
+    std::span<const PresentedLink> HandedOut() const { return m_presented; }
+    /// The raw counters behind what was handed out; those before the first byte where that is nothing.
+    static ByteCounters LastHanded(const ByteCounters& origin, const ByteCounters& handed);
 
     /// Changes whenever a device name comes or goes.
     unsigned long long Generation() const { return m_generation; }
 
 private:
-    void HandOut(ConnectionType type, unsigned long long ByteCounters::*direction, bool sampling);
+    void Present();
+    void Raise(bool sampling);
 
     std::vector<Incarnation> m_incarnations;  ///< ascending numbers
-    std::vector<Incarnation> m_handedOut;
+    std::vector<PresentedLink> m_presented;   ///< as last handed out
+    bool m_presentsAll = false;               ///< m_presented is of m_incarnations, one for one
     unsigned int m_lastNumber = 0;
     unsigned long long m_generation = 0;
     bool m_lostSight = false;

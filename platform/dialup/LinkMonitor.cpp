@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <iterator>
 #include <map>
+#include <string>
 #include <utility>
 
 namespace netinfo {
@@ -21,9 +21,18 @@ constexpr milliseconds kBreak{60'000};
 /// longer, stopped or starved, kept the plug-in from asking, and what passed is still to be counted.
 constexpr milliseconds kWitnessed{10'000};
 
+/// True if `number` was in already.
+bool Insert(std::vector<unsigned int>& ascending, unsigned int number)
+{
+    const auto place = std::lower_bound(ascending.begin(), ascending.end(), number);
+    if (place != ascending.end() && *place == number) return true;
+    ascending.insert(place, number);
+    return false;
+}
+
 }  // namespace
 
-int LinkMonitor::ReadRows(std::vector<PresentedLink>& rows)
+int LinkMonitor::ReadRows(PresentedLinks& rows)
 {
     Heartbeat& heartbeat = Current(kSameLook);
     heartbeat.listed = false;
@@ -31,41 +40,46 @@ int LinkMonitor::ReadRows(std::vector<PresentedLink>& rows)
     heartbeat.measured.clear();
     if (heartbeat.error != 0) return heartbeat.error;
 
-    rows.clear();
-    std::copy_if(heartbeat.links.begin(), heartbeat.links.end(), std::back_inserter(rows),
-                 [](const PresentedLink& link) { return !link.link.dialUp; });
+    rows = Answer(heartbeat, false);
     return 0;
 }
 
-int LinkMonitor::ReadConnections(std::vector<PresentedLink>& connections)
+int LinkMonitor::ReadConnections(PresentedLinks& connections)
 {
-    const bool again = m_heartbeat && m_heartbeat->listed;
+    const bool again = m_heartbeat.begun && m_heartbeat.listed;
     Heartbeat& heartbeat = Current(again ? kSameLook : kHeldUp);
     heartbeat.listed = true;
     if (heartbeat.error != 0) return heartbeat.error;
 
-    connections.clear();
-    std::copy_if(heartbeat.links.begin(), heartbeat.links.end(), std::back_inserter(connections),
-                 [](const PresentedLink& link) { return link.link.dialUp; });
+    connections = Answer(heartbeat, true);
     return 0;
 }
 
-int LinkMonitor::ReadName(unsigned int handle, PresentedLink& connection)
+PresentedLinks LinkMonitor::Answer(const Heartbeat& heartbeat, bool dialUp)
+{
+    m_answer.clear();
+    for (const PresentedLink& link : heartbeat.links) {
+        if (link.link.dialUp == dialUp) m_answer.push_back(&link);
+    }
+    return m_answer;
+}
+
+int LinkMonitor::ReadName(unsigned int handle, const PresentedLink*& connection)
 {
     return Find(&Heartbeat::named, handle, connection);
 }
 
-int LinkMonitor::ReadStatistics(unsigned int handle, PresentedLink& connection)
+int LinkMonitor::ReadStatistics(unsigned int handle, const PresentedLink*& connection)
 {
     return Find(&Heartbeat::measured, handle, connection);
 }
 
-int LinkMonitor::Find(std::set<unsigned int> Heartbeat::*asked, unsigned int handle,
-                      PresentedLink& connection)
+int LinkMonitor::Find(Handles Heartbeat::*asked, unsigned int handle, const PresentedLink*& connection)
 {
-    const bool again = m_heartbeat && (*m_heartbeat.*asked).contains(handle);
+    const bool again = m_heartbeat.begun &&
+                       std::binary_search((m_heartbeat.*asked).begin(), (m_heartbeat.*asked).end(), handle);
     Heartbeat& heartbeat = Current(again ? kSameLook : kHeldUp);
-    (heartbeat.*asked).insert(handle);
+    Insert(heartbeat.*asked, handle);
     if (heartbeat.error != 0) return heartbeat.error;
 
     const auto found =
@@ -73,15 +87,27 @@ int LinkMonitor::Find(std::set<unsigned int> Heartbeat::*asked, unsigned int han
                      [&](const PresentedLink& l) { return l.link.dialUp && l.number == handle; });
     if (found == heartbeat.links.end()) return ENODEV;
 
-    connection = *found;
+    connection = &*found;
     return 0;
 }
 
 void LinkMonitor::FailHeartbeat(int error)
 {
-    m_heartbeat = Heartbeat{error, m_source.Now()};
-    m_unasked = {};
+    Begin(error, {});
     m_counters.LoseSight();
+}
+
+/// Begins the heartbeat of a look that is over.
+void LinkMonitor::Begin(int error, std::span<const PresentedLink> links)
+{
+    m_heartbeat.begun = true;
+    m_heartbeat.error = error;
+    m_heartbeat.time = m_source.Now();
+    m_heartbeat.links = links;
+    m_heartbeat.listed = false;
+    m_heartbeat.named.clear();
+    m_heartbeat.measured.clear();
+    m_unasked = {};
     ++m_handOuts;
 }
 
@@ -89,16 +115,11 @@ std::optional<std::vector<CountedLink>> LinkMonitor::ReadCountedLinks()
 {
     if (Look(true) != 0) return std::nullopt;
 
-    std::map<int, std::size_t> places;
-    for (std::size_t i = 0; i < m_links.size(); ++i) {
-        places[m_links[i].index] = i;
-    }
     std::vector<CountedLink> counted;
     for (const auto& incarnation : m_counters.Incarnations()) {
         const LinkReading& link = incarnation.link;
-        const std::size_t place = places.at(link.index);
-        counted.push_back({link.index, link.name, incarnation.deviceName, m_links[place].alias, link.type,
-                           m_verdicts[place].ruled});
+        counted.push_back({link.index, link.name, incarnation.deviceName, m_links[link.place].alias,
+                           link.type, m_verdicts[link.place].ruled});
     }
     return counted;
 }
@@ -130,28 +151,43 @@ HandedCounters LinkMonitor::Handed() const
     HandedCounters handed;
     handed.number = m_handOuts;
     for (const bool dialUp : {false, true}) {
-        for (const auto& incarnation : m_counters.HandedOut()) {
-            const LinkReading& link = incarnation.link;
+        for (const PresentedLink& presented : m_counters.HandedOut()) {
+            const LinkReading& link = presented.link;
             if (link.dialUp != dialUp) continue;
 
             const auto found = present.find(link.index);
             const std::string alias = found == present.end() ? "" : found->second->alias;
-            handed.links.push_back({link.index, link.name, incarnation.deviceName, alias, link.type,
-                                    link.address, link.carrierChanges, incarnation.origin,
-                                    LinkCounters::LastHanded(incarnation)});
+            handed.links.push_back({link.index, link.name, presented.deviceName, alias, link.type,
+                                    link.address, link.carrierChanges, presented.origin,
+                                    LinkCounters::LastHanded(presented.origin, presented.counters)});
         }
     }
     return handed;
 }
 
-/// Reads the links and brings the counters up to date; routes, device tree and rules are looked at only if
-/// the links are others than before, or with `around`. Changes nothing if it fails.
+/// Brings the counters up to date; routes, device tree and rules are looked at only if the links are others
+/// than before, or with `around`. Changes nothing that counts if it fails.
 int LinkMonitor::Look(bool around)
 {
     const milliseconds now = m_source.Now();
     m_unasked += std::min(now - m_lastLook, kWitnessed);
     m_lastLook = now;
 
+    if (!around && LookAtCounters()) return 0;
+    return LookAtLinks(around);
+}
+
+/// False if that is not enough.
+bool LinkMonitor::LookAtCounters()
+{
+    if (!m_current) return false;
+    if (m_source.ReadCounters(m_raw) != 0 || m_raw.size() != m_links.size()) return false;
+    return m_counters.Advance(m_raw);
+}
+
+int LinkMonitor::LookAtLinks(bool around)
+{
+    m_current = false;
     std::vector<KernelLink> links;
     if (const int error = m_source.ReadLinks(links); error != 0) return error;
 
@@ -168,28 +204,27 @@ int LinkMonitor::Look(bool around)
         const Verdict& verdict = m_verdicts[i];
         if (!verdict.type || !IsUp(link) || !link.counters) continue;
         readings.push_back({link.index, link.name, *verdict.type, verdict.dialUp, link.address,
-                            link.carrierChanges, *link.counters});
+                            link.carrierChanges, i, *link.counters});
     }
     m_counters.Update(readings, Sampling());
+    m_current = true;
     return 0;
 }
 
 /// The heartbeat that a question belongs to: the one under way if its look is at most so old, else a new one.
 LinkMonitor::Heartbeat& LinkMonitor::Current(milliseconds atMost)
 {
-    if (m_heartbeat && m_source.Now() - m_heartbeat->time <= atMost) return *m_heartbeat;
+    if (m_heartbeat.begun && m_source.Now() - m_heartbeat.time <= atMost) return m_heartbeat;
 
     if (const int error = Look(false); error != 0) {
         FailHeartbeat(error);
-        return *m_heartbeat;
+        return m_heartbeat;
     }
-    ++m_handOuts;
-    m_heartbeat = Heartbeat{0, m_source.Now(), m_counters.HandOut(Sampling())};
-    m_unasked = {};
-    return *m_heartbeat;
+    Begin(0, m_counters.HandOut(Sampling()));
+    return m_heartbeat;
 }
 
 /// The plug-in has asked for its last heartbeat without a break.
-bool LinkMonitor::Sampling() const { return m_heartbeat && m_unasked <= kBreak; }
+bool LinkMonitor::Sampling() const { return m_heartbeat.begun && m_unasked <= kBreak; }
 
 }  // namespace netinfo

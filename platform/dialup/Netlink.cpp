@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>
@@ -14,8 +15,7 @@ namespace netinfo {
 namespace {
 
 constexpr int kAttempts = 5;
-constexpr std::size_t kFirstPart = std::size_t{32} * 1024;  ///< what the kernel sends at most at a time, but
-constexpr std::size_t kLargestPart = std::size_t{1} << 20;  ///< for a single larger message
+constexpr std::size_t kLargestRoom = std::size_t{1} << 20;
 constexpr timeval kAnswerTime = {2, 0};  ///< the kernel answers at once; only a broken one is waited for
 
 /// A dump may go well if it is asked for once more.
@@ -49,31 +49,64 @@ int OnError(const nlmsghdr* message, void* /*data*/)
     return MNL_CB_ERROR;
 }
 
-int OnMessage(const nlmsghdr* message, void* data)
+/// A head of zeros asks for everything of every family.
+void PutHead(nlmsghdr* request, unsigned short type)
 {
-    auto& messages = *static_cast<std::vector<std::byte>*>(data);
-    const auto* const bytes = reinterpret_cast<const std::byte*>(message);
-    messages.insert(messages.end(), bytes, bytes + message->nlmsg_len);
-    messages.resize((messages.size() + NLMSG_ALIGNTO - 1) / NLMSG_ALIGNTO * NLMSG_ALIGNTO);
-    return MNL_CB_OK;
+    if (type == RTM_GETSTATS) {
+        auto* const head =
+            static_cast<if_stats_msg*>(mnl_nlmsg_put_extra_header(request, sizeof(if_stats_msg)));
+        head->filter_mask = IFLA_STATS_FILTER_BIT(IFLA_STATS_LINK_64);
+        return;
+    }
+    mnl_nlmsg_put_extra_header(request, type == RTM_GETLINK ? sizeof(ifinfomsg) : sizeof(rtmsg));
+}
+
+/// The kernel does not know the question, or does not let this process ask it.
+bool Refused(int error)
+{
+    return error == EOPNOTSUPP || error == EINVAL || error == EPERM || error == EACCES;
 }
 
 }  // namespace
 
 void Netlink::Close::operator()(mnl_socket* socket) const { mnl_socket_close(socket); }
 
-int Netlink::Dump(unsigned short type, std::vector<std::byte>& messages)
+int Netlink::Dump(unsigned short type, Bytes& messages)
 {
     int error = 0;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        messages.clear();
-        error = DumpOnce(type, messages);
+        messages = {};
+        error = DumpOnce(type, [&](Bytes part) {
+            messages = {m_messages.get(), messages.size() + NLMSG_ALIGN(part.size())};
+            return messages.size();
+        });
         if (error == 0) return 0;
-
-        m_socket.reset();  // what is left of the answer goes with it
-        if (error == ENOSPC && m_part.size() < kLargestPart) m_part.resize(2 * m_part.size());
+        if (error == ENOSPC && m_room < kLargestRoom) m_room *= 2;
         if (!WorthAnotherTry(error)) break;
     }
+    return error;
+}
+
+int Netlink::DumpStatistics(StatisticsReader& reader)
+{
+    if (m_statisticsRefused) return EOPNOTSUPP;
+
+    const int error = DumpOnce(RTM_GETSTATS, [&](Bytes part) {
+        reader.Read(part);
+        return std::size_t{0};
+    });
+    m_statisticsRefused = Refused(error);
+    if (error != 0) return error;
+    return m_linksChanged ? ESTALE : 0;
+}
+
+template <class Take>
+int Netlink::DumpOnce(unsigned short type, Take take)
+{
+    int error = Open();
+    if (error == 0) error = Ask(type);
+    if (error == 0) error = Receive(type, take);
+    if (error != 0) m_socket.reset();  // what is left of the answer goes with it
     return error;
 }
 
@@ -81,46 +114,85 @@ int Netlink::Open()
 {
     if (m_socket && m_owner == getpid()) return 0;
 
+    m_linksChanged = true;
     m_socket.reset(mnl_socket_open2(NETLINK_ROUTE, SOCK_CLOEXEC));
     if (!m_socket) return errno;
-    if (mnl_socket_bind(m_socket.get(), 0, MNL_SOCKET_AUTOPID) < 0) {
-        const int error = errno;
-        m_socket.reset();
-        return error;
-    }
+    if (mnl_socket_bind(m_socket.get(), RTMGRP_LINK, MNL_SOCKET_AUTOPID) < 0) return errno;
     setsockopt(mnl_socket_get_fd(m_socket.get()), SOL_SOCKET, SO_RCVTIMEO, &kAnswerTime, sizeof(kAnswerTime));
     m_owner = getpid();
-    if (m_part.empty()) m_part.resize(kFirstPart);
     return 0;
 }
 
-int Netlink::DumpOnce(unsigned short type, std::vector<std::byte>& messages)
+int Netlink::Ask(unsigned short type)
 {
-    if (const int error = Open(); error != 0) return error;
-
     alignas(nlmsghdr) std::array<char, 64> request{};
     nlmsghdr* const header = mnl_nlmsg_put_header(request.data());
     header->nlmsg_type = type;
     header->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
     header->nlmsg_seq = ++m_sequence;
-    // A head of zeros asks for everything of every family.
-    mnl_nlmsg_put_extra_header(header, type == RTM_GETLINK ? sizeof(ifinfomsg) : sizeof(rtmsg));
-    if (mnl_socket_sendto(m_socket.get(), header, header->nlmsg_len) < 0) return errno;
+    PutHead(header, type);
+    // Without an address it goes to the kernel.
+    return send(mnl_socket_get_fd(m_socket.get()), header, header->nlmsg_len, 0) < 0 ? errno : 0;
+}
 
+/// Hands each part of the answer to `take`, which tells how many bytes of the parts so far it still needs.
+template <class Take>
+int Netlink::Receive(unsigned short type, Take take)
+{
     std::array<mnl_cb_t, NLMSG_MIN_TYPE> control{};
     control[NLMSG_ERROR] = OnError;
     control[NLMSG_DONE] = OnDone;
     const unsigned int port = mnl_socket_get_portid(m_socket.get());
-    for (;;) {
-        const ssize_t length = mnl_socket_recvfrom(m_socket.get(), m_part.data(), m_part.size());
-        if (length < 0 && errno == EINTR) continue;  // a signal
-        if (length < 0) return errno;
+    bool begun = false;
+    for (std::size_t kept = 0;;) {
+        std::size_t length = 0;
+        if (const int error = ReceivePart(kept, length); error != 0) return error;
 
-        const int result = mnl_cb_run2(m_part.data(), static_cast<std::size_t>(length), m_sequence, port,
-                                       OnMessage, &messages, control.data(), control.size());
+        const std::byte* const part = m_messages.get() + kept;
+        const auto* const header = reinterpret_cast<const nlmsghdr*>(part);
+        if (header->nlmsg_pid != port || header->nlmsg_seq != m_sequence) {
+            m_linksChanged = true;
+            continue;
+        }
+        // What changed before the answer was begun is in it.
+        if (!begun && type == RTM_GETLINK) m_linksChanged = false;
+        begun = true;
+
+        const int result =
+            mnl_cb_run2(part, length, m_sequence, port, nullptr, nullptr, control.data(), control.size());
         if (result < 0) return errno;
+        kept = take({part, length});
         if (result == MNL_CB_STOP) return 0;
     }
+}
+
+/// Receives whole messages behind those that are kept.
+int Netlink::ReceivePart(std::size_t kept, std::size_t& length)
+{
+    MakeRoom(kept);
+    const std::size_t room = m_capacity - kept;
+    ssize_t received = 0;
+    do {
+        received = recv(mnl_socket_get_fd(m_socket.get()), m_messages.get() + kept, room, MSG_TRUNC);
+    } while (received < 0 && errno == EINTR);  // a signal
+    if (received < 0) return errno;
+
+    length = static_cast<std::size_t>(received);
+    if (length > room) return ENOSPC;
+    return length < sizeof(nlmsghdr) ? EPROTO : 0;
+}
+
+/// Makes room for another receive behind what is kept.
+void Netlink::MakeRoom(std::size_t kept)
+{
+    if (m_capacity >= kept + m_room) return;
+
+    const std::size_t capacity = 2 * kept + m_room;
+    std::unique_ptr<std::byte[]> messages(
+        new std::byte[capacity]);  // not filled: unused memory costs nothing
+    if (kept != 0) std::memcpy(messages.get(), m_messages.get(), kept);
+    m_messages = std::move(messages);
+    m_capacity = capacity;
 }
 
 }  // namespace netinfo

@@ -85,20 +85,35 @@ std::optional<Ruling> ReadRule(const std::string& linkName)
 
 int SystemLinks::ReadLinks(std::vector<KernelLink>& links)
 {
-    if (const int error = m_netlink.Dump(RTM_GETLINK, m_messages); error != 0) return error;
+    m_indexes.clear();
+    Bytes messages;
+    if (const int error = m_netlink.Dump(RTM_GETLINK, messages); error != 0) return error;
 
-    auto parsed = ParseLinks(m_messages);
+    auto parsed = ParseLinks(messages);
     if (!parsed) return EBADMSG;
 
     links = std::move(*parsed);
+    m_indexes.reserve(links.size());
+    for (const KernelLink& link : links) {
+        m_indexes.push_back(link.index);
+    }
     return 0;
+}
+
+int SystemLinks::ReadCounters(std::vector<ByteCounters>& counters)
+{
+    if (m_indexes.empty()) return ESTALE;
+    StatisticsReader reader(m_indexes, counters);
+    if (const int error = m_netlink.DumpStatistics(reader); error != 0) return error;
+    return reader.IsWhole() ? 0 : ESTALE;
 }
 
 int SystemLinks::ReadSurroundings(const std::vector<KernelLink>& links, Surroundings& surroundings)
 {
-    if (const int error = m_netlink.Dump(RTM_GETROUTE, m_messages); error != 0) return error;
+    Bytes messages;
+    if (const int error = m_netlink.Dump(RTM_GETROUTE, messages); error != 0) return error;
 
-    auto routes = ParseDefaultRoutes(m_messages);
+    auto routes = ParseDefaultRoutes(messages);
     if (!routes) return EBADMSG;
 
     surroundings.defaultRouteLinks = std::move(*routes);

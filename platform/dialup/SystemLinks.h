@@ -29,13 +29,14 @@ public:
     explicit SystemLinks(Files files) : m_files(std::move(files)) {}
 
     int ReadLinks(std::vector<KernelLink>& links) override;
+    int ReadCounters(std::vector<ByteCounters>& counters) override;
     int ReadSurroundings(const std::vector<KernelLink>& links, Surroundings& surroundings) override;
     std::chrono::milliseconds Now() override;
 
 private:
     Files m_files;
     Netlink m_netlink;
-    std::vector<std::byte> m_messages;  ///< of the last dump; kept for its memory
+    std::vector<int> m_indexes;  ///< of the links that were read last; none if that failed
 };
 
 }  // namespace netinfo

@@ -12,7 +12,7 @@ public:
     ~Descriptor()
     {
         const int reason = errno;
-        Close();
+        if (m_fd >= 0) close(m_fd);
         errno = reason;
     }
     Descriptor(const Descriptor&) = delete;
@@ -21,15 +21,6 @@ public:
     bool IsOpen() const { return m_fd >= 0; }
     int Get() const { return m_fd; }
 
-    /// False if the system reports only now that something was not written.
-    bool Close()
-    {
-        if (m_fd < 0) return true;
-        const int fd = m_fd;
-        m_fd = -1;
-        return close(fd) == 0 || errno == EINTR;  // interrupted or not, the descriptor is gone
-    }
-
 private:
-    int m_fd;  ///< negative: none
+    const int m_fd;  ///< negative: none
 };

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "platform/common/Directories.h"
+#include "platform/files/Planted.h"
 
 namespace netinfo {
 namespace {
@@ -23,7 +24,12 @@ constexpr std::size_t FILES_PUT_ASIDE = 2;
 /// that we want to write to; the library then does not open it. True for a file that can be put aside.
 bool Prepare(const std::string& path, bool isOwnPlace)
 {
-    const int links = isOwnPlace ? O_NOFOLLOW : 0;
+    if (IsPlanted(path)) throw std::runtime_error("not a file of the user");
+    // Nor may a link come there only now.
+    struct stat own
+    {};
+    const bool isLink = lstat(path.c_str(), &own) == 0 && S_ISLNK(own.st_mode);
+    const int links = isOwnPlace || !isLink ? O_NOFOLLOW : 0;
     const int descriptor =
         open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | links,
              S_IRUSR | S_IWUSR);

@@ -22,7 +22,8 @@ public:
 
     /// The path as the user gave it may lead anywhere but to a pipe, which might hold the caller up. A place
     /// of our own (`isOwnPlace`) is made with mode 0700, and nothing but a file of the user is written to
-    /// there, least of all a symbolic link.
+    /// there, least of all a symbolic link. Where everybody can write, nothing is written to what another
+    /// user may have put there.
     TraceFile(std::string path, bool isOwnPlace);
     ~TraceFile();
     TraceFile(const TraceFile&) = delete;

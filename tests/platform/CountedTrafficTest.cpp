@@ -5,6 +5,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -306,12 +307,18 @@ void TransferSome(World& world, unsigned long long most)
     }
 }
 
-class RandomLinks : public testing::TestWithParam<unsigned int>
-{};
+/// A seed, and whether counters can be read without the rest of the links.
+class RandomLinks : public testing::TestWithParam<std::tuple<unsigned int, bool>>
+{
+protected:
+    RandomLinks() : world(std::get<0>(GetParam())) { world.machine.countersAlone = std::get<1>(GetParam()); }
+    ~RandomLinks() override { EXPECT_EQ(world.machine.countersAlone, world.machine.counterReads > 100); }
+
+    World world;
+};
 
 TEST_P(RandomLinks, AreCountedToTheByteWithAPromptHost)
 {
-    World world(GetParam());
     world.Report();
     world.Heartbeat();
     for (int second = 0; second < 300; ++second) {
@@ -335,7 +342,6 @@ TEST_P(RandomLinks, AreCountedToTheByteWithAPromptHost)
 
 TEST_P(RandomLinks, AreCountedToTheByteWithAHostThatIsASecondLate)
 {
-    World world(GetParam());
     world.Report();
     world.Heartbeat();
     for (int second = 0; second < 300; ++second) {
@@ -355,7 +361,7 @@ TEST_P(RandomLinks, AreCountedToTheByteWithAHostThatIsASecondLate)
     world.Settle();
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomLinks, testing::Range(1U, 13U));
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomLinks, testing::Combine(testing::Range(1U, 13U), testing::Bool()));
 
 /// The host looks and reports, and a second later the plug-in samples.
 void ReportAndSample(Machine& machine, LinkMonitor& monitor, PluginModel& plugin)

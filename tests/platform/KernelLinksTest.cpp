@@ -17,7 +17,9 @@ using netinfo::KernelLink;
 using netinfo::ParseDefaultRoutes;
 using netinfo::ParseLinkMessage;
 using netinfo::ParseLinks;
+using netinfo::ParseStatisticsMessage;
 using netinfo::SameStructure;
+using netinfo::StatisticsReader;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
@@ -291,14 +293,17 @@ TEST(ParseLinks, RejectsAMessageShorterThanItsOwnHeader)
 TEST(ParseLinks, SurvivesEveryFlippedByteAndAnyNoise)
 {
     std::mt19937 random(4711);
-    const Buffer whole =
-        Joined({LinkMessage(FullLink()), RouteMessage({.attributes = {ThroughEach({1, 2})}})});
+    const Buffer whole = Joined({LinkMessage(FullLink()), RouteMessage({.attributes = {ThroughEach({1, 2})}}),
+                                 StatisticsMessage(2, {20, 2})});
+    const std::vector indexes{2};
+    std::vector<ByteCounters> counters;
     for (std::size_t place = 0; place < whole.size(); ++place) {
         for (int i = 0; i < 8; ++i) {
             Buffer flipped = whole;
             flipped[place] ^= static_cast<std::byte>(1U << i);
             ParseLinks(flipped);
             ParseDefaultRoutes(flipped);
+            StatisticsReader(indexes, counters).Read(flipped);
         }
     }
     for (int round = 0; round < 2'000; ++round) {
@@ -308,6 +313,112 @@ TEST(ParseLinks, SurvivesEveryFlippedByteAndAnyNoise)
         }
         ParseLinks(noise);
         ParseDefaultRoutes(noise);
+        StatisticsReader(indexes, counters).Read(noise);
+    }
+}
+
+TEST(ParseStatisticsMessage, ReadsTheLinkAndItsBytes)
+{
+    const auto statistics = ParseStatisticsMessage(StatisticsMessage(7, {7'000'000'000, 300}));
+
+    ASSERT_TRUE(statistics);
+    EXPECT_EQ(7, statistics->index);
+    EXPECT_EQ((ByteCounters{7'000'000'000, 300}), statistics->counters);
+}
+
+TEST(ParseStatisticsMessage, PassesOverStatisticsOfOtherKinds)
+{
+    const auto statistics = ParseStatisticsMessage(StatisticsMessage(
+        7, {Attribute(IFLA_STATS_AF_SPEC, Buffer(8)), Attribute(IFLA_STATS_LINK_64, Statistics({7'000, 300})),
+            Attribute(IFLA_STATS_LINK_XSTATS, Buffer(40))}));
+
+    ASSERT_TRUE(statistics);
+    EXPECT_EQ((ByteCounters{7'000, 300}), statistics->counters);
+}
+
+TEST(ParseStatisticsMessage, RejectsEveryTruncationOfAValidMessage)
+{
+    const Buffer whole = StatisticsMessage(7, {7'000, 300});
+    ASSERT_TRUE(ParseStatisticsMessage(whole));
+
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        SCOPED_TRACE(length);
+        EXPECT_FALSE(ParseStatisticsMessage(CutTo(whole, length)));
+        if (length >= sizeof(nlmsghdr)) {
+            EXPECT_FALSE(ParseStatisticsMessage(ShortenedTo(whole, length)));
+        }
+    }
+}
+
+TEST(ParseStatisticsMessage, AcceptsTheStatisticsOfAnyKernel)
+{
+    const Buffer statistics = Statistics({7'000, 300});
+    for (std::size_t length = 0; length <= statistics.size() + 64; length += 8) {
+        SCOPED_TRACE(length);
+        Buffer sent = statistics;
+        sent.resize(length);
+
+        const auto read = ParseStatisticsMessage(StatisticsMessage(7, {Attribute(IFLA_STATS_LINK_64, sent)}));
+
+        EXPECT_EQ(length >= 32, read.has_value());
+        if (read) {
+            EXPECT_EQ((ByteCounters{7'000, 300}), read->counters);
+        }
+    }
+}
+
+TEST(ParseStatisticsMessage, RejectsALinkWithoutCounters)
+{
+    EXPECT_FALSE(ParseStatisticsMessage(StatisticsMessage(7, std::vector<Buffer>{})));
+}
+
+TEST(ParseStatisticsMessage, RejectsMessagesOfOtherTypes)
+{
+    EXPECT_FALSE(ParseStatisticsMessage(LinkMessage(FullLink())));
+    EXPECT_FALSE(ParseLinkMessage(StatisticsMessage(7, {7'000, 300})));
+}
+
+/// The counters that a dump, given in parts, has for links 2 and 5, as "received sent ..."; or "no".
+std::string CountersOfLinks2And5(const std::vector<Buffer>& parts)
+{
+    const std::vector indexes{2, 5};
+    std::vector<ByteCounters> counters(9);
+    StatisticsReader reader(indexes, counters);
+    for (const Buffer& part : parts) {
+        reader.Read(part);
+    }
+    if (!reader.IsWhole()) return "no";
+    std::string text;
+    for (const ByteCounters& link : counters) {
+        text += std::to_string(link.received) + " " + std::to_string(link.sent) + " ";
+    }
+    return text;
+}
+
+TEST(StatisticsReader, TakesOnlyADumpOfExactlyTheKnownLinksInTheirOrder)
+{
+    const Buffer second = StatisticsMessage(2, {20, 2});
+    const Buffer third = StatisticsMessage(3, {30, 3});
+    const Buffer fifth = StatisticsMessage(5, {50, 5});
+    const Buffer done = Message(NLMSG_DONE, 0, {});
+
+    EXPECT_EQ("20 2 50 5 ", CountersOfLinks2And5({Joined({second, fifth, done})}));
+    EXPECT_EQ("20 2 50 5 ", CountersOfLinks2And5({second, fifth, done}));
+    EXPECT_EQ("no", CountersOfLinks2And5({})) << "both have gone";
+    EXPECT_EQ("no", CountersOfLinks2And5({second})) << "one has gone";
+    EXPECT_EQ("no", CountersOfLinks2And5({second, third, fifth})) << "one has come";
+    EXPECT_EQ("no", CountersOfLinks2And5({second, fifth, fifth}));
+    EXPECT_EQ("no", CountersOfLinks2And5({fifth, second}));
+    EXPECT_EQ("no", CountersOfLinks2And5({fifth, second, fifth}));
+    EXPECT_EQ("no", CountersOfLinks2And5({second, StatisticsMessage(5, std::vector<Buffer>{})}));
+}
+
+TEST(StatisticsReader, TakesNoDumpThatWasCutShort)
+{
+    const Buffer whole = Joined({StatisticsMessage(2, {20, 2}), StatisticsMessage(5, {50, 5})});
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        SCOPED_TRACE(length);
+        EXPECT_EQ("no", CountersOfLinks2And5({CutTo(whole, length)}));
     }
 }
 

@@ -72,6 +72,67 @@ std::vector<std::string> HandedOut(LinkCounters& counters, bool sampling = true)
     return handed;
 }
 
+TEST(LinkCounters, TakeNewCountersAloneByThePlaceOfEachLink)
+{
+    Links links;
+    links.Row(2, "eth0").place = 1;
+    links.DialUp(3, "ppp0").place = 0;
+    LinkCounters counters;
+    counters.Update(links, true);
+    const auto generation = counters.Generation();
+
+    EXPECT_TRUE(counters.Advance(std::vector<ByteCounters>{{70, 7}, {500, 50}}));
+
+    EXPECT_THAT(HandedOut(counters), ElementsAre("/eth0/1/ 501 51", "/ppp0/2/ 71 8"));
+    EXPECT_EQ(generation, counters.Generation());
+}
+
+TEST(LinkCounters, WantAWholeUpdateWhereACounterFell)
+{
+    Links links;
+    links.Row(2, "eth0").raw = {1'000, 100};
+    links.Row(3, "eth1").raw = {1'000, 100};
+    links[3].place = 1;
+    LinkCounters counters;
+    counters.Update(links, true);
+    counters.HandOut(true);
+
+    EXPECT_FALSE(counters.Advance(std::vector<ByteCounters>{{1'030, 100}, {1'000, 99}}));
+
+    links[2].raw = {1'030, 100};
+    links[3].raw = {1'000, 99};
+    counters.Update(links, true);
+    EXPECT_THAT(HandedOut(counters), ElementsAre("/eth0/3/ 31 1", "/eth1/4/ 1 1"));
+}
+
+TEST(LinkCounters, WantAWholeUpdateOnceThePluginLostSight)
+{
+    Links links;
+    links.Row(2, "eth0");
+    LinkCounters counters;
+    counters.Update(links, true);
+    counters.HandOut(true);
+    counters.LoseSight();
+
+    EXPECT_FALSE(counters.Advance(std::vector<ByteCounters>{{30, 3}}));
+}
+
+TEST(LinkCounters, KeepWhatTheyHandedOutThroughUpdates)
+{
+    Links links;
+    links.Row(2, "eth0");
+    LinkCounters counters;
+    counters.Update(links, true);
+    counters.HandOut(true);
+    links.Transfer(2, 500, 50);
+    links[2].name = "eth1";
+    counters.Update(links, true);
+
+    ASSERT_EQ(1U, counters.HandedOut().size());
+    EXPECT_EQ("/eth0/1/", counters.HandedOut()[0].deviceName);
+    EXPECT_EQ((ByteCounters{1, 1}), counters.HandedOut()[0].counters);
+}
+
 TEST(LinkCounters, CountFromOneWhateverTheKernelHasCounted)
 {
     Links links;

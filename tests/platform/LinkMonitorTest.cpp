@@ -20,27 +20,27 @@ protected:
     /// The rows, as "/eth0/1/ received sent"; or the error.
     std::vector<std::string> Rows()
     {
-        std::vector<PresentedLink> rows;
+        PresentedLinks rows;
         const int error = m_monitor.ReadRows(rows);
         return Described(error, rows);
     }
     std::vector<std::string> Connections()
     {
-        std::vector<PresentedLink> connections;
+        PresentedLinks connections;
         const int error = m_monitor.ReadConnections(connections);
         return Described(error, connections);
     }
     std::string Statistics(unsigned int handle)
     {
-        PresentedLink connection;
+        const PresentedLink* connection = nullptr;
         const int error = m_monitor.ReadStatistics(handle, connection);
-        return Described(error, {connection}).front();
+        return Described(error, {&connection, 1}).front();
     }
     std::string Name(unsigned int handle)
     {
-        PresentedLink connection;
+        const PresentedLink* connection = nullptr;
         const int error = m_monitor.ReadName(handle, connection);
-        return error != 0 ? "error " + std::to_string(error) : connection.deviceName;
+        return error != 0 ? "error " + std::to_string(error) : connection->deviceName;
     }
     std::vector<std::string> CountedNames()
     {
@@ -56,14 +56,14 @@ protected:
     LinkMonitor m_monitor{m_machine};
 
 private:
-    static std::vector<std::string> Described(int error, const std::vector<PresentedLink>& links)
+    static std::vector<std::string> Described(int error, PresentedLinks links)
     {
         if (error != 0) return {"error " + std::to_string(error)};
         std::vector<std::string> described;
         described.reserve(links.size());
-        for (const PresentedLink& link : links) {
-            described.push_back(link.deviceName + " " + std::to_string(link.counters.received) + " " +
-                                std::to_string(link.counters.sent));
+        for (const PresentedLink* const link : links) {
+            described.push_back(link->deviceName + " " + std::to_string(link->counters.received) + " " +
+                                std::to_string(link->counters.sent));
         }
         return described;
     }
@@ -100,10 +100,10 @@ TEST_F(LinkMonitorTest, GivesARowItsLinksAddress)
 {
     m_machine.Hardware("eth0").address = {2, 0, 0, 0, 0, 7};
 
-    std::vector<PresentedLink> rows;
+    PresentedLinks rows;
     ASSERT_EQ(0, m_monitor.ReadRows(rows));
 
-    EXPECT_EQ((HardwareAddress{2, 0, 0, 0, 0, 7}), rows.at(0).link.address);
+    EXPECT_EQ((HardwareAddress{2, 0, 0, 0, 0, 7}), rows[0]->link.address);
 }
 
 TEST_F(LinkMonitorTest, ServesAHeartbeatFromOneLook)
@@ -332,6 +332,82 @@ TEST_F(LinkMonitorTest, LosesNothingForThePluginByAReadOfTheHostThatFails)
     EXPECT_THAT(Rows(), ElementsAre("/eth0/1/ 1 1"));
 }
 
+TEST_F(LinkMonitorTest, ReadsTheCountersAloneWhileNothingElseChanges)
+{
+    m_machine.Hardware("eth0");
+    m_machine.Ppp("ppp0");
+    m_machine.Loopback();
+    for (unsigned long long second = 0; second < 5; ++second) {
+        EXPECT_THAT(Rows(), ElementsAre("/eth0/1/ " + std::to_string(1 + 10 * second) + " 1"));
+        EXPECT_THAT(Connections(), ElementsAre("/ppp0/2/ " + std::to_string(1 + 7 * second) + " 1"));
+        m_machine.Transfer("eth0", 10, 0);
+        m_machine.Transfer("ppp0", 7, 0);
+        m_machine.Wait(1s);
+    }
+    EXPECT_EQ(5, m_machine.linkReads);
+    EXPECT_EQ(4, m_machine.counterReads);
+}
+
+TEST_F(LinkMonitorTest, ReadsTheLinksWholeWheneverAnythingElseHasChanged)
+{
+    m_machine.Hardware("eth0");
+    m_machine.Hardware("eth1");
+    const auto readsCountersAlone = [&](auto change) {
+        change();
+        const int before = m_machine.counterReads;
+        m_machine.Wait(1s);
+        Rows();
+        return m_machine.counterReads != before;
+    };
+
+    EXPECT_FALSE(readsCountersAlone([] {})) << "nothing is known yet";
+    EXPECT_TRUE(readsCountersAlone([] {}));
+    EXPECT_FALSE(readsCountersAlone([&] { *m_machine.Link("eth0").carrierChanges += 2; }));
+    EXPECT_FALSE(readsCountersAlone([&] { m_machine.Link("eth0").alias = "the flat's line"; }));
+    EXPECT_FALSE(readsCountersAlone([&] { m_machine.Link("eth0").address = {2, 0, 0, 0, 0, 7}; }));
+    EXPECT_FALSE(readsCountersAlone([&] { m_machine.SetUp("eth1", false); }));
+    EXPECT_FALSE(readsCountersAlone([&] { m_machine.Remove("eth1"); }));
+    EXPECT_FALSE(readsCountersAlone([&] { m_machine.Wireless("wlan0"); }));
+    EXPECT_TRUE(readsCountersAlone([] {}));
+    m_machine.countersAlone = false;
+    EXPECT_FALSE(readsCountersAlone([] {}));
+}
+
+TEST_F(LinkMonitorTest, ReadsTheLinksWholeForTheHost)
+{
+    m_machine.Hardware("eth0");
+    Rows();
+    m_monitor.ReadCountedLinks();
+    m_monitor.ReadAllLinks();
+
+    EXPECT_EQ(0, m_machine.counterReads);
+}
+
+TEST_F(LinkMonitorTest, TakesNoCountersForTheLinksOfAReadThatFailed)
+{
+    m_machine.Hardware("eth0");
+    m_machine.Hardware("eth1");
+    Rows();
+    m_machine.Remove("eth0");
+    m_machine.surroundingError = EBADMSG;
+    EXPECT_FALSE(m_monitor.ReadCountedLinks()) << "the source knows of eth1 alone now, the monitor of both";
+    m_machine.surroundingError = 0;
+    m_machine.Transfer("eth1", 70, 7);
+    m_machine.Wait(1s);
+
+    EXPECT_THAT(Rows(), ElementsAre("/eth1/3/ 71 8"));
+}
+
+TEST_F(LinkMonitorTest, SeesCountersThatFell)
+{
+    m_machine.Hardware("eth0").counters = ByteCounters{1'000, 100};
+    Rows();
+    m_machine.Link("eth0").counters = ByteCounters{40, 4};
+    m_machine.Wait(1s);
+
+    EXPECT_THAT(Rows(), ElementsAre("/eth0/2/ 1 1"));
+}
+
 TEST_F(LinkMonitorTest, LooksAroundOnlyWhenTheLinksChangedOrTheHostAsks)
 {
     m_machine.Hardware("eth0");
@@ -447,7 +523,7 @@ unsigned long long HandedAfter(std::chrono::milliseconds unasked, std::chrono::m
     Machine machine;
     LinkMonitor monitor(machine);
     machine.Hardware("eth0");
-    std::vector<PresentedLink> rows;
+    PresentedLinks rows;
     monitor.ReadRows(rows);
 
     machine.Transfer("eth0", received, 0);
@@ -458,7 +534,7 @@ unsigned long long HandedAfter(std::chrono::milliseconds unasked, std::chrono::m
     if (flaps) *machine.Link("eth0").carrierChanges += 2;
     machine.Wait(1s);
     monitor.ReadRows(rows);
-    return rows.at(0).counters.received;
+    return rows[0]->counters.received;
 }
 
 TEST_F(LinkMonitorTest, CountsOnUnderANewNameForAPluginThatSamplesWithoutABreak)

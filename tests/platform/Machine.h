@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <stdexcept>
 #include <string>
@@ -118,6 +119,23 @@ public:
         m_now += linkReadTime;
         if (linkError != 0) return linkError;
         read = links;
+        m_read = links;
+        return 0;
+    }
+    /// As long as nothing but counters differs from what was read last.
+    int ReadCounters(std::vector<netinfo::ByteCounters>& counters) override
+    {
+        if (!countersAlone) return EOPNOTSUPP;
+        if (linkError != 0) return linkError;
+        if (!std::equal(links.begin(), links.end(), m_read.begin(), m_read.end(), SameButCounters))
+            return ESTALE;
+        ++linkReads;
+        ++counterReads;
+        m_now += linkReadTime;
+        counters.clear();
+        for (const netinfo::KernelLink& link : links) {
+            counters.push_back(link.counters.value_or(netinfo::ByteCounters{}));
+        }
         return 0;
     }
     int ReadSurroundings(const std::vector<netinfo::KernelLink>& /*links*/,
@@ -135,10 +153,19 @@ public:
     std::chrono::milliseconds linkReadTime{};  ///< what a read of links takes
     int linkError = 0;                         ///< what the next reads of links fail with; 0: they do not
     int surroundingError = 0;
-    int linkReads = 0;
+    bool countersAlone = true;  ///< they can be read without the rest
+    int linkReads = 0;          ///< with or without the rest
+    int counterReads = 0;       ///< without
     int surroundingReads = 0;
 
 private:
+    static bool SameButCounters(const netinfo::KernelLink& left, const netinfo::KernelLink& right)
+    {
+        return netinfo::SameStructure(left, right) && left.carrierChanges == right.carrierChanges &&
+               left.alias == right.alias && left.address == right.address;
+    }
+
+    std::vector<netinfo::KernelLink> m_read;
     int m_lastIndex = 0;
     std::chrono::milliseconds m_now{1'000'000};
 };

@@ -117,6 +117,19 @@ inline Buffer LinkMessage(const netinfo::KernelLink& link)
     return Message(RTM_NEWLINK, LinkHead(link), attributes);
 }
 
+/// A message about a link's statistics, with the attributes that are given.
+inline Buffer StatisticsMessage(int index, const std::vector<Buffer>& attributes)
+{
+    if_stats_msg head{};
+    head.ifindex = static_cast<std::uint32_t>(index);
+    head.filter_mask = IFLA_STATS_FILTER_BIT(IFLA_STATS_LINK_64);
+    return Message(RTM_NEWSTATS, head, attributes);
+}
+inline Buffer StatisticsMessage(int index, const netinfo::ByteCounters& counters)
+{
+    return StatisticsMessage(index, {Attribute(IFLA_STATS_LINK_64, Statistics(counters))});
+}
+
 inline Buffer Joined(const std::vector<Buffer>& messages)
 {
     Buffer dump;

@@ -86,20 +86,20 @@ private:
         std::vector<Sum> sums;
         m_seen.clear();
         m_selected.clear();
-        std::vector<netinfo::PresentedLink> rows;
+        netinfo::PresentedLinks rows;
         if (m_monitor.ReadRows(rows) == 0) {
-            for (const netinfo::PresentedLink& row : rows) {
-                Add(sums, row,
-                    {netinfo::PresentedLink::InRow(row.counters.received),
-                     netinfo::PresentedLink::InRow(row.counters.sent)});
+            for (const netinfo::PresentedLink* const row : rows) {
+                Add(sums, *row,
+                    {netinfo::PresentedLink::InRow(row->counters.received),
+                     netinfo::PresentedLink::InRow(row->counters.sent)});
             }
         }
-        std::vector<netinfo::PresentedLink> connections;
+        netinfo::PresentedLinks connections;
         if (m_monitor.ReadConnections(connections) == 0) {
-            for (const netinfo::PresentedLink& connection : connections) {
-                netinfo::PresentedLink measured;
-                if (m_monitor.ReadStatistics(connection.number, measured) != 0) continue;
-                Add(sums, measured, measured.counters);
+            for (const netinfo::PresentedLink* const connection : connections) {
+                const netinfo::PresentedLink* measured = nullptr;
+                if (m_monitor.ReadStatistics(connection->number, measured) != 0) continue;
+                Add(sums, *measured, measured->counters);
             }
         }
         return sums;

@@ -41,6 +41,14 @@ public:
     std::chrono::milliseconds Now() override { return m_now; }
     void Wait(std::chrono::milliseconds time) { m_now += time; }
 
+    int ReadLinks(std::vector<KernelLink>& links) override
+    {
+        ++wholeReads;
+        return SystemLinks::ReadLinks(links);
+    }
+
+    int wholeReads = 0;  ///< of links; the other ones are of counters alone
+
 private:
     std::chrono::milliseconds m_now{1'000'000};
 };
@@ -115,14 +123,14 @@ protected:
     /// The next second's rows, as "/wan0/1/ received sent"; or the error.
     std::vector<std::string> Rows()
     {
-        std::vector<PresentedLink> rows;
+        PresentedLinks rows;
         m_source.Wait(1s);
         int error = 0;
         m_here->Do([&] { error = m_monitor.ReadRows(rows); });
         if (error != 0) return {"error " + std::to_string(error)};
         std::vector<std::string> described;
-        for (const PresentedLink& row : rows) {
-            described.push_back(Described(row.deviceName, row.counters));
+        for (const PresentedLink* const row : rows) {
+            described.push_back(Described(row->deviceName, row->counters));
         }
         return described;
     }
@@ -246,6 +254,75 @@ TEST_F(SystemLinksNamespaceTest, SeesACarrierThatFlappedBetweenTwoReads)
     ASSERT_LT(before.received + 5'000, after.received);
     EXPECT_THAT(Rows(), ElementsAre(Described("/wan0/2/", {1 + after.received - before.received,
                                                            1 + after.sent - before.sent})));
+}
+
+TEST_F(SystemLinksNamespaceTest, ReadsTheCountersAloneWhileNothingElseChanges)
+{
+    Rows();
+    Rows();  // what was still to be heard of
+    const int before = m_source.wholeReads;
+    for (unsigned long long second = 1; second <= 5; ++second) {
+        m_there->Send("far0", 7'000);
+        EXPECT_THAT(Rows(), ElementsAre(Described("/wan0/1/", {1 + 7'000 * second, 1})));
+    }
+    EXPECT_EQ(before, m_source.wholeReads);
+
+    ASSERT_TRUE(Here("link set wan0 alias \"the flat's line\""));
+    Rows();
+    EXPECT_EQ(before + 1, m_source.wholeReads);
+    Rows();
+    EXPECT_EQ(before + 1, m_source.wholeReads);
+}
+
+TEST_F(SystemLinksNamespaceTest, ReadsWholeWhatItCouldNotHearOf)
+{
+    Rule("wan0", "adsl");
+    ASSERT_TRUE(HereForEach(300, "link add many# type bridge"));
+    Rows();
+    Rows();
+    const int before = m_source.wholeReads;
+    const ByteCounters counted = m_here->Counters("wan0");
+    for (int round = 0; round < 4; ++round) {  // more than a socket holds
+        ASSERT_TRUE(HereForEach(300, "link set many# alias number" + std::to_string(round)));
+        ASSERT_TRUE(HereForEach(300, "link set many# up"));
+        ASSERT_TRUE(HereForEach(300, "link set many# down"));
+    }
+    ASSERT_TRUE(There("link set far0 down"));
+    ASSERT_TRUE(There("link set far0 up"));
+    AwaitOpen("wan0", "far0");
+    const ByteCounters after = m_here->Counters("wan0");
+
+    EXPECT_THAT(Rows(), ElementsAre(Described("/wan0/2/", {1 + after.received - counted.received,
+                                                           1 + after.sent - counted.sent})));
+    EXPECT_LT(before, m_source.wholeReads);
+}
+
+TEST_F(SystemLinksNamespaceTest, TakesALinkThatTookThePlaceOfAnotherForNewEvenUnderItsName)
+{
+    Rule("wan0", "adsl");
+    m_there->Send("far0", 5'000);
+    Rows();
+    m_there->Send("far0", 300);
+    Rows();
+    ASSERT_TRUE(Here("link del wan0"));
+    Cable("wan0", "far0");
+    m_there->Send("far0", 90'000);
+
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/2/ 1 1"));
+    m_there->Send("far0", 70);
+    EXPECT_THAT(Rows(), ElementsAre("/wan0/2/ 71 1"));
+}
+
+TEST_F(SystemLinksNamespaceTest, SeesALinkThatWasAwayForLessThanASecond)
+{
+    Rule("wan0", "adsl");
+    Rows();
+    Rows();
+    m_there->Send("far0", 5'000);
+    ASSERT_TRUE(Here("link set wan0 down"));
+    ASSERT_TRUE(Here("link set wan0 up"));
+
+    EXPECT_EQ("/wan0/2/", Rows().at(0).substr(0, 8));
 }
 
 TEST_F(SystemLinksNamespaceTest, SeesTheFarEndPulled)
@@ -395,13 +472,13 @@ TEST_F(SystemLinksNamespaceTest, CountsPppAsADialUpConnection)
     nettest::Tunnel tunnel(*m_here, "ppp0", ARPHRD_PPP);
     if (!tunnel.IsOpen()) GTEST_SKIP() << "the kernel has no tunnels";
     ASSERT_TRUE(Here("link set ppp0 up"));
-    std::vector<PresentedLink> connections;
+    PresentedLinks connections;
     for (const unsigned long long received : {1U, 2'001U}) {
         EXPECT_THAT(Rows(), ElementsAre("/wan0/1/ 1 1"));
         m_here->Do([&] { EXPECT_EQ(0, m_monitor.ReadConnections(connections)); });
         ASSERT_EQ(1U, connections.size());
-        EXPECT_EQ("/ppp0/2/", connections[0].deviceName);
-        EXPECT_EQ(received, connections[0].counters.received);
+        EXPECT_EQ("/ppp0/2/", connections[0]->deviceName);
+        EXPECT_EQ(received, connections[0]->counters.received);
         tunnel.Receive(2'000);
     }
 }
@@ -458,7 +535,7 @@ TEST_F(SystemLinksNamespaceTest, KeepsOneSocketThatIsClosedOnExec)
     m_here->Do([] {
         const std::set<int> before = Descriptors();
         Netlink netlink;
-        std::vector<std::byte> messages;
+        Bytes messages;
         std::set<int> sockets;
         for (int i = 0; i < 3; ++i) {
             ASSERT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
@@ -477,7 +554,7 @@ TEST_F(SystemLinksNamespaceTest, AsksOnASocketOfItsOwnInAForkedChild)
 {
     m_here->Do([] {
         Netlink netlink;
-        std::vector<std::byte> messages;
+        Bytes messages;
         ASSERT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
         const auto expected = ParseLinks(messages).value().size();
         std::vector<pid_t> children;
@@ -502,11 +579,56 @@ TEST_F(SystemLinksNamespaceTest, AsksOnASocketOfItsOwnInAForkedChild)
     });
 }
 
+/// What a dump of statistics comes to.
+int StatisticsOf(Netlink& netlink)
+{
+    std::vector<ByteCounters> counters;
+    StatisticsReader reader({}, counters);
+    return netlink.DumpStatistics(reader);
+}
+
+TEST_F(SystemLinksNamespaceTest, TellsWhetherStatisticsAreOfTheLinksThatWereRead)
+{
+    m_here->Do([&] {
+        Netlink netlink;
+        Bytes messages;
+        EXPECT_EQ(ESTALE, StatisticsOf(netlink)) << "no links were read";
+        ASSERT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
+        EXPECT_EQ(0, StatisticsOf(netlink));
+
+        ASSERT_TRUE(Here("link set wan0 down"));
+        EXPECT_EQ(ESTALE, StatisticsOf(netlink));
+        EXPECT_EQ(ESTALE, StatisticsOf(netlink)) << "the links have not been read again";
+        ASSERT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
+        EXPECT_EQ(0, StatisticsOf(netlink));
+
+        ASSERT_TRUE(Here("link add other0 type bridge"));
+        ASSERT_EQ(0, netlink.Dump(RTM_GETROUTE, messages));
+        EXPECT_EQ(ESTALE, StatisticsOf(netlink)) << "it was told in between";
+    });
+}
+
+TEST_F(SystemLinksNamespaceTest, KnowsOfNoLinksInAForkedChild)
+{
+    m_here->Do([] {
+        Netlink netlink;
+        Bytes messages;
+        ASSERT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
+        const pid_t child = fork();
+        if (child == 0) _exit(StatisticsOf(netlink) == ESTALE ? 0 : 1);
+        int status = -1;
+        waitpid(child, &status, 0);
+
+        EXPECT_EQ(0, status);
+        EXPECT_EQ(0, StatisticsOf(netlink)) << "the child took nothing from this process";
+    });
+}
+
 TEST_F(SystemLinksNamespaceTest, SaysWhatTheKernelSaysToAQuestionItDoesNotKnow)
 {
     m_here->Do([] {
         Netlink netlink;
-        std::vector<std::byte> messages;
+        Bytes messages;
         EXPECT_EQ(EOPNOTSUPP, netlink.Dump(RTM_GETLINK + 4 * 100, messages));
         EXPECT_EQ(0, netlink.Dump(RTM_GETLINK, messages));
     });

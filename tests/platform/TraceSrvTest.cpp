@@ -229,6 +229,57 @@ TEST_F(TraceSrvTest, ASymbolicLinkThatTheUserNamesIsFollowed)
     EXPECT_EQ(LinesOf(m_directory.File("real")).size(), 1U);
 }
 
+// A directory that everybody can write to, and what another user has put there for the trace to find.
+
+class SharedTrace : public TraceSrvTest
+{
+protected:
+    SharedTrace()
+    {
+        std::filesystem::create_directory(m_directory.File("shared"));
+        chmod(m_directory.File("shared").c_str(), 01777);
+        nettest::WriteFile(m_victim, "precious");
+        setenv("NETINFO_TRACE_FILE", m_trace.c_str(), 1);
+    }
+    void SetUp() override
+    {
+        if (geteuid() != 0) GTEST_SKIP() << "needs a file of another user";
+    }
+    void GiveAway() const { ASSERT_EQ(lchown(m_trace.c_str(), 1234, 1234), 0); }
+
+    const std::string m_victim = m_directory.File("victim");
+    const std::string m_trace = m_directory.File("shared/trace");
+};
+
+TEST_F(SharedTrace, GoesToAFileOfTheUser)
+{
+    TraceSrv_Trace(2, "m", "t");
+    EXPECT_EQ(LinesOf(m_trace).size(), 1U);
+}
+
+TEST_F(SharedTrace, FollowsNoLinkOfAnotherUser)
+{
+    std::filesystem::create_symlink(m_victim, m_trace);
+    GiveAway();
+    TraceSrv_Trace(2, "m", "t");
+    EXPECT_EQ(nettest::ReadFile(m_victim), "precious");
+}
+
+TEST_F(SharedTrace, DoesNotGoToAFileOfAnotherUser)
+{
+    nettest::WriteFile(m_trace, "");
+    GiveAway();
+    TraceSrv_Trace(2, "m", "t");
+    EXPECT_EQ(nettest::ReadFile(m_trace), "");
+}
+
+TEST_F(SharedTrace, DoesNotGoToASecondNameOfAnotherFile)
+{
+    std::filesystem::create_hard_link(m_victim, m_trace);
+    TraceSrv_Trace(2, "m", "t");
+    EXPECT_EQ(nettest::ReadFile(m_victim), "precious");
+}
+
 TEST_F(TraceSrvTest, APipeDoesNotHoldTheCallerUp)
 {
     const std::string path = m_directory.File("pipe");

@@ -1,7 +1,9 @@
 #include "platform/files/WholeFile.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +13,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <vector>
@@ -30,6 +33,7 @@ std::map<std::string, std::vector<int>> g_script;  // NOLINT(cert-err58-cpp)
 std::vector<std::string> g_calls;  // NOLINT(cert-err58-cpp)
 bool g_armed = false;
 std::size_t g_mostPerWrite = SIZE_MAX;  ///< bytes that one write takes
+std::function<void(int)> g_onWrite;     ///< hears the descriptor of each write; NOLINT(cert-err58-cpp)
 
 /// Whether this call is to fail, with errno set.
 bool Fails(const char* call)
@@ -88,6 +92,7 @@ ssize_t read(int fd, void* buffer, size_t size)
 ssize_t write(int fd, const void* data, size_t size)
 {
     if (Fails("write")) return -1;
+    if (g_armed && g_onWrite) g_onWrite(fd);
     return Real(&write, "write")(fd, data, g_armed ? std::min(size, g_mostPerWrite) : size);
 }
 
@@ -514,4 +519,157 @@ TEST(ReplaceFileWhole, ReportsADirectoryThatCannotBeFlushed)
     EXPECT_TRUE(WithScript({{"fsync", {0, EINVAL}}},  // a file system that knows no such thing
                            [&] { return ReplaceFileWhole(dir.File("f"), "newer"); }));
     EXPECT_EQ(ContentOf(dir.File("f")), "newer");
+}
+
+// --- What a killed process has left behind
+
+TEST(ReplaceFileWhole, RemovesWhatKilledProcessesHaveLeftBehind)
+{
+    const TempDir dir;
+    WriteFile(dir.File("f"), "old");
+    WriteFile(dir.File("f.new~aB3xY9"), "half", 0600);
+    WriteFile(dir.File("f.new~000000"), "", 0666);
+
+    EXPECT_TRUE(ReplaceFileWhole(dir.File("f"), "new"));
+
+    EXPECT_EQ(ContentOf(dir.File("f")), "new");
+    EXPECT_THAT(NamesIn(dir.Path()), ElementsAre("f"));
+}
+
+TEST(ReplaceFileWhole, RemovesWhatWasLeftBehindBeforeItNeedsTheSpace)
+{
+    const TempDir dir;
+    WriteFile(dir.File("f"), "old");
+    WriteFile(dir.File("f.new~aB3xY9"), "half", 0600);
+
+    EXPECT_FALSE(WithScript({{"write", {ENOSPC}}}, [&] { return ReplaceFileWhole(dir.File("f"), "new"); }));
+
+    EXPECT_THAT(NamesIn(dir.Path()), ElementsAre("f"));
+}
+
+TEST(ReplaceFileWhole, LeavesWhatAnotherProcessIsWriting)
+{
+    const TempDir dir;
+    WriteFile(dir.File("f.new~aB3xY9"), "half", 0600);
+    const int writer = open(dir.File("f.new~aB3xY9").c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(writer, LOCK_EX), 0);
+
+    EXPECT_TRUE(ReplaceFileWhole(dir.File("f"), "new"));
+    EXPECT_THAT(NamesIn(dir.Path()), ElementsAre("f", "f.new~aB3xY9"));
+
+    close(writer);
+    EXPECT_TRUE(ReplaceFileWhole(dir.File("f"), "newer"));
+    EXPECT_THAT(NamesIn(dir.Path()), ElementsAre("f"));
+}
+
+TEST(ReplaceFileWhole, LeavesWhatOnlyLooksAlike)
+{
+    const TempDir dir;
+    const std::vector<std::string> others = {"f.new",        "f.new~",       "f.new~12345",  "f.new~1234567",
+                                             "f.new~12345.", "g.new~123456", "xf.new~123456"};
+    for (const std::string& name : others)
+        WriteFile(dir.File(name), "kept");
+    fs::create_directory(dir.File("f.new~folder"));
+    fs::create_symlink("f.new", dir.File("f.new~linked"));
+    ASSERT_EQ(mkfifo(dir.File("f.new~mypipe").c_str(), 0600), 0);
+
+    EXPECT_TRUE(ReplaceFileWhole(dir.File("f"), "new"));
+
+    for (const std::string& name : others)
+        EXPECT_EQ(ContentOf(dir.File(name)), "kept");
+    EXPECT_EQ(NamesIn(dir.Path()).size(), others.size() + 4);
+}
+
+TEST(ReplaceFileWhole, WritesUnderALock)
+{
+    const TempDir dir;
+    bool locked = false;
+    g_onWrite = [&](int fd) {
+        const std::string path = "/proc/self/fd/" + std::to_string(fd);
+        const int other = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        locked = flock(other, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        close(other);
+    };
+
+    EXPECT_TRUE(WithScript({}, [&] { return ReplaceFileWhole(dir.File("f"), "new"); }));
+
+    g_onWrite = nullptr;
+    EXPECT_TRUE(locked);
+}
+
+// --- What other users put into a directory that everybody can write to
+
+namespace {
+
+/// A directory like the system's for temporary files, and beside it one of our own with a file in it. What
+/// `Plant` puts there belongs to another user.
+struct SharedFolder
+{
+    SharedFolder()
+    {
+        fs::create_directory(dir.File("shared"));
+        fs::create_directory(dir.File("own"));
+        WriteFile(dir.File("own/f"), "ours", 0600);
+        EXPECT_EQ(chmod(dir.Path().c_str(), 0755), 0);
+        EXPECT_EQ(chmod(dir.File("shared").c_str(), 01777), 0);
+    }
+    void PlantLink(const std::string& target) const
+    {
+        fs::create_symlink(target, File());
+        EXPECT_EQ(lchown(File().c_str(), 1234, 1234), 0);
+    }
+    std::string File() const { return dir.File("shared/f"); }
+
+    TempDir dir;
+};
+
+}  // namespace
+
+TEST(ReplaceFileWhole, DoesNotFollowALinkThatAnotherUserHasPlanted)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "needs a link of another user";
+    const SharedFolder shared;
+    shared.PlantLink("../own/f");
+
+    EXPECT_FALSE(ReplaceFileWhole(shared.File(), "new"));
+    EXPECT_EQ(errno, EACCES);
+
+    EXPECT_EQ(ContentOf(shared.dir.File("own/f")), "ours");
+    EXPECT_TRUE(fs::is_symlink(shared.File()));
+}
+
+TEST(ReplaceFileWhole, DoesNotMakeAFileForALinkThatAnotherUserHasPlanted)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "needs a link of another user";
+    const SharedFolder shared;
+    shared.PlantLink("../own/g");
+    fs::create_symlink("shared/f", shared.dir.File("link"));  // one of ours that leads there
+
+    EXPECT_FALSE(ReplaceFileWhole(shared.File(), "new"));
+    EXPECT_FALSE(ReplaceFileWhole(shared.dir.File("link"), "new"));
+
+    EXPECT_THAT(NamesIn(shared.dir.File("own")), ElementsAre("f"));
+    EXPECT_THAT(NamesIn(shared.dir.File("shared")), ElementsAre("f"));
+}
+
+TEST(ReplaceFileWhole, DoesNotTakeTheOwnershipOfAFileThatAnotherUserHasPlanted)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "needs a file of another user";
+    const SharedFolder shared;
+    WriteFile(shared.File(), "theirs", 0666);
+    ASSERT_EQ(chown(shared.File().c_str(), 1234, 1234), 0);
+
+    EXPECT_FALSE(ReplaceFileWhole(shared.File(), "new"));
+
+    EXPECT_EQ(ContentOf(shared.File()), "theirs");
+}
+
+TEST(ReplaceFileWhole, FollowsAnOwnLinkWhereverItIs)
+{
+    const SharedFolder shared;
+    fs::create_symlink("../own/f", shared.File());
+
+    EXPECT_TRUE(ReplaceFileWhole(shared.File(), "new"));
+
+    EXPECT_EQ(ContentOf(shared.dir.File("own/f")), "new");
 }
