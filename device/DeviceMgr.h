@@ -1,10 +1,12 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <list>
 #include <string>
 #include <vector>
 
+#include "device/SnapShotPool.h"
 #include "platform/common/JMutex.h"
 #include "platform/common/ThreadAnnotations.h"
 #include "platform/dialup/OSDialup.h"
@@ -78,6 +80,9 @@ public:
     /// Merges into `out` the counters of every link of a selected device, one record for each connection
     /// type. False if there was none; `out` is unchanged then. [heartbeat thread]
     bool GetSnapShot(std::vector<nis::SNAPSHOT>& out);
+    /// Where `GetSnapShot` takes its records from, and where they may be given back once they have served.
+    /// [heartbeat thread]
+    CSnapShotPool& SnapShotPool() { return m_pool; }
     /// Appends one record for each counted dial-up connection; true if there was one. [heartbeat thread]
     bool GetRASSnapShot(std::vector<nis::SNAPSHOT>& out);
     /// Appends one record for each counted row of the interface table; true if there was one. If none
@@ -135,12 +140,26 @@ private:
     /// Connection type of the modem devices.
     static constexpr int TYPE_DIALUP = 0;
 
+    /// The texts of a row as devices are matched with them.
+    struct ROW_TEXT
+    {
+        std::string strDescription;
+        U16String strName;                   ///< the description, converted
+        std::array<unsigned char, 6> mac{};  ///< as in the row
+        U16String strMac;                    ///< the same in the form of a device's; empty: not made yet
+    };
+
     /// The two passes of the interface table: the rows of selected devices; the rows of known modem makers.
     void x_AppendSelectedRows(const _OS_DIALUP_IFTABLE& table, std::vector<nis::SNAPSHOT>& out)
         NETINFO_EXCLUDES(m_mtxDevice);
     void x_AppendVendorRows(const _OS_DIALUP_IFTABLE& table, std::vector<nis::SNAPSHOT>& out) const;
-    bool x_IsRowSelected(const _OS_DIALUP_IFROW& row, int& type, U16String& deviceName)
+    bool x_IsRowSelected(const ROW_TEXT& text, int& type, U16String& deviceName)
         NETINFO_EXCLUDES(m_mtxDevice);
+    const ROW_TEXT& x_RowText(const _OS_DIALUP_IFROW& row, std::size_t nRow);
+    /// Reads one of the sources with `read`, merges what it gives into m_vecMerged and answers what it
+    /// answers.
+    template <typename Read>
+    bool x_MergeFrom(Read read);
     /// One entry of the first connection status of the process, and of every later one.
     void x_TakeFirstState(INetConnectStatus& status) NETINFO_REQUIRES(m_mtxDevice);
     void x_TakeState(INetConnectStatus& status) NETINFO_REQUIRES(m_mtxDevice);
@@ -153,4 +172,13 @@ private:
     JMutex m_mtxDevice;
     IPluginContainer* m_pContainer = nullptr;  ///< borrowed; where the listener is registered, null: nowhere
     std::list<U16String> m_lstCrashSoft;       ///< keywords in file order; not changed after construction
+
+    // Kept from one snapshot to the next, for texts and memory. [heartbeat thread]
+
+    CSnapShotPool m_pool;
+    std::vector<ROW_TEXT> m_vecRowText;  ///< of the rows of the last table, in its order
+    std::vector<nis::SNAPSHOT> m_vecRead;
+    std::vector<nis::SNAPSHOT> m_vecMerged;
+    std::vector<MYCONN> m_vecConn;
+    U16String m_strEntryName;
 };

@@ -5,6 +5,7 @@
 #include <ctime>
 #include <memory>
 #include <span>
+#include <string_view>
 #include <utility>
 
 #include "common/Utilities.h"
@@ -59,16 +60,15 @@ std::span<const unsigned int> Handles(const _OS_DIALUP_CONNECTIONSLIST& list)
 }
 
 /// The row's description, which may fill its field to the last byte.
-std::string Description(const _OS_DIALUP_IFROW& row)
+std::string_view Description(const _OS_DIALUP_IFROW& row)
 {
     return {row.szDescription, strnlen(row.szDescription, sizeof row.szDescription)};
 }
 
-/// The row's hardware address in the form in which the connection manager reports a device's.
-std::string MacText(const _OS_DIALUP_IFROW& row)
+/// A hardware address in the form in which the connection manager reports a device's.
+std::string MacText(const std::array<unsigned char, 6>& mac)
 {
     std::array<char, 128> text{};
-    const auto& mac = row.aMac;
     std::snprintf(text.data(), text.size(), "%02X%02X%02X%02X%02X%02X", mac[0], mac[1], mac[2], mac[3],
                   mac[4], mac[5]);
     return text.data();
@@ -80,22 +80,21 @@ bool NamesModemMaker(const std::string& strDescription)
            strDescription.find("QUALCOMM") != std::string::npos;
 }
 
-nis::SNAPSHOT MakeSample(int nType, CDeviceMgr::U16String strName, unsigned long long ullReceived,
-                         unsigned long long ullSent)
+/// Makes a sample of an empty record.
+void FillSample(nis::SNAPSHOT& stSample, int nType, unsigned long long ullReceived,
+                unsigned long long ullSent)
 {
-    nis::SNAPSHOT stSample;
     stSample.nDevice = nType;
-    stSample.strName = std::move(strName);
     stSample.ullDL = ullReceived;
     stSample.ullUL = ullSent;
     stSample.clkTime = static_cast<int>(clock());
-    return stSample;
 }
 
-/// Adds every record of `vecNew` to the one of its connection type, which keeps its name and clock.
-void Merge(const std::vector<nis::SNAPSHOT>& vecNew, std::vector<nis::SNAPSHOT>& vecMerged)
+/// Adds every record of `vecNew` to the one of its connection type, which keeps its name and clock. Those
+/// that are the first of their type are moved away.
+void Merge(std::vector<nis::SNAPSHOT>& vecNew, std::vector<nis::SNAPSHOT>& vecMerged)
 {
-    for (const nis::SNAPSHOT& stNew : vecNew) {
+    for (nis::SNAPSHOT& stNew : vecNew) {
         bool bMatched = false;
         for (nis::SNAPSHOT& stMerged : vecMerged) {
             if (stMerged.nDevice != stNew.nDevice) continue;
@@ -103,7 +102,7 @@ void Merge(const std::vector<nis::SNAPSHOT>& vecNew, std::vector<nis::SNAPSHOT>&
             stMerged.ullUL += stNew.ullUL;
             bMatched = true;
         }
-        if (!bMatched) vecMerged.push_back(stNew);
+        if (!bMatched) vecMerged.push_back(std::move(stNew));
     }
 }
 
@@ -112,22 +111,21 @@ void Merge(const std::vector<nis::SNAPSHOT>& vecNew, std::vector<nis::SNAPSHOT>&
 bool CDeviceMgr::GetSnapShot(std::vector<nis::SNAPSHOT>& out)
 {
     try {
-        std::vector<nis::SNAPSHOT> vecMerged(out);  // so that `out` stays whole if memory runs out
+        m_pool.GiveBack(m_vecMerged);
+        m_vecMerged = out;  // a copy, so that `out` stays whole if memory runs out
 
-        std::vector<nis::SNAPSHOT> vecRows;
-        const bool bRows = GetIpHelperSnapShot(vecRows, false);
-        Merge(vecRows, vecMerged);
-        std::vector<nis::SNAPSHOT> vecDialups;
-        const bool bDialups = GetRASSnapShot(vecDialups);
-        Merge(vecDialups, vecMerged);
+        const bool bRows =
+            x_MergeFrom([this](std::vector<nis::SNAPSHOT>& vec) { return GetIpHelperSnapShot(vec, false); });
+        const bool bDialups =
+            x_MergeFrom([this](std::vector<nis::SNAPSHOT>& vec) { return GetRASSnapShot(vec); });
 
         if (!bRows && !bDialups) {
             if (CGlobalFunction::GetOSType() != OS_TYPE_WITH_VENDOR_FALLBACK) return false;
-            std::vector<nis::SNAPSHOT> vecVendor;
-            if (!GetIpHelperSnapShot(vecVendor, true)) return false;
-            Merge(vecVendor, vecMerged);
+            if (!x_MergeFrom(
+                    [this](std::vector<nis::SNAPSHOT>& vec) { return GetIpHelperSnapShot(vec, true); }))
+                return false;
         }
-        out.swap(vecMerged);
+        out.swap(m_vecMerged);
         return true;
     } catch (...) {
         TraceAnomaly("CDeviceMgr::GetSnapShot() exception!");
@@ -135,26 +133,37 @@ bool CDeviceMgr::GetSnapShot(std::vector<nis::SNAPSHOT>& out)
     }
 }
 
+template <typename Read>
+bool CDeviceMgr::x_MergeFrom(Read read)
+{
+    m_pool.GiveBack(m_vecRead);
+    const bool bRead = read(m_vecRead);
+    if (bRead) Merge(m_vecRead, m_vecMerged);
+    return bRead;
+}
+
 bool CDeviceMgr::GetRASSnapShot(std::vector<nis::SNAPSHOT>& out)
 {
     const std::size_t nBefore = out.size();
     try {
-        std::vector<MYCONN> vecConn;
+        m_vecConn.clear();
         _OS_DIALUP_CONNECTIONSLIST* pHandedOut = nullptr;
-        MyEnumConnections(vecConn, &pHandedOut);
+        MyEnumConnections(m_vecConn, &pHandedOut);
         const ConnectionsList pList(pHandedOut);
 
-        for (const MYCONN& conn : vecConn) {
+        for (const MYCONN& conn : m_vecConn) {
             int nType = 0;
-            U16String strDevice;
-            if (!IsSelected(U16String(conn.szEntryName), nType, strDevice)) continue;
-
             _OS_DIALUP_STATISTICS statistics{};
             unsigned int aux = 0;
-            if (OS_DIALUP_GetNetworkStatistics(conn.hConnection, &statistics, &aux) != 0) continue;
-
-            out.push_back(
-                MakeSample(nType, std::move(strDevice), statistics.ullReceived, statistics.ullSent));
+            nis::SNAPSHOT stSample = m_pool.Take();
+            m_strEntryName = conn.szEntryName;
+            if (IsSelected(m_strEntryName, nType, stSample.strName) &&
+                OS_DIALUP_GetNetworkStatistics(conn.hConnection, &statistics, &aux) == 0) {
+                FillSample(stSample, nType, statistics.ullReceived, statistics.ullSent);
+                out.push_back(std::move(stSample));
+            } else {
+                m_pool.GiveBack(stSample);
+            }
         }
     } catch (...) {
         TraceAnomaly("CDeviceMgr::GetRasSnapShot() exception!");
@@ -209,28 +218,51 @@ void CDeviceMgr::MyEnumConnections(std::vector<MYCONN>& conns, _OS_DIALUP_CONNEC
 
 void CDeviceMgr::x_AppendSelectedRows(const _OS_DIALUP_IFTABLE& table, std::vector<nis::SNAPSHOT>& out)
 {
-    for (const _OS_DIALUP_IFROW& row : Rows(table)) {
+    const auto rows = Rows(table);
+    m_vecRowText.resize(rows.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
         int nType = 0;
-        U16String strDevice;
-        if (!x_IsRowSelected(row, nType, strDevice)) continue;
-        out.push_back(MakeSample(nType, std::move(strDevice), row.ulReceivedOctets, row.ulSentOctets));
+        nis::SNAPSHOT stSample = m_pool.Take();
+        if (x_IsRowSelected(x_RowText(rows[i], i), nType, stSample.strName)) {
+            FillSample(stSample, nType, rows[i].ulReceivedOctets, rows[i].ulSentOctets);
+            out.push_back(std::move(stSample));
+        } else {
+            m_pool.GiveBack(stSample);
+        }
     }
 }
 
 void CDeviceMgr::x_AppendVendorRows(const _OS_DIALUP_IFTABLE& table, std::vector<nis::SNAPSHOT>& out) const
 {
     for (const _OS_DIALUP_IFROW& row : Rows(table)) {
-        const std::string strDescription = Description(row);
+        const std::string strDescription(Description(row));
         if (!NamesModemMaker(strDescription)) continue;
-        U16String strName = MyMultiByteToWideChar(strDescription.c_str(), SYSTEM_CODE_PAGE);
-        if (ContainCrashSoftKeyWord(strName)) continue;
-        out.push_back(MakeSample(TYPE_DIALUP, std::move(strName), row.ulReceivedOctets, row.ulSentOctets));
+        nis::SNAPSHOT stSample;
+        stSample.strName = MyMultiByteToWideChar(strDescription.c_str(), SYSTEM_CODE_PAGE);
+        if (ContainCrashSoftKeyWord(stSample.strName)) continue;
+        FillSample(stSample, TYPE_DIALUP, row.ulReceivedOctets, row.ulSentOctets);
+        out.push_back(std::move(stSample));
     }
 }
 
-bool CDeviceMgr::x_IsRowSelected(const _OS_DIALUP_IFROW& row, int& type, U16String& deviceName)
+bool CDeviceMgr::x_IsRowSelected(const ROW_TEXT& text, int& type, U16String& deviceName)
 {
-    if (IsSelected(Description(row).c_str(), type, deviceName)) return true;
-    const U16String strMac = MyMultiByteToWideChar(MacText(row).c_str(), SYSTEM_CODE_PAGE);
-    return IsMacSelected(strMac.c_str(), type, deviceName);
+    return IsSelected(text.strName, type, deviceName) || IsMacSelected(text.strMac.c_str(), type, deviceName);
+}
+
+/// The row's texts, converted only if they are others than in the last table.
+const CDeviceMgr::ROW_TEXT& CDeviceMgr::x_RowText(const _OS_DIALUP_IFROW& row, std::size_t nRow)
+{
+    ROW_TEXT& text = m_vecRowText[nRow];
+    if (text.strDescription != Description(row) || text.strName.empty()) {
+        text.strName.clear();
+        text.strDescription = Description(row);
+        text.strName = MyMultiByteToWideChar(text.strDescription.c_str(), SYSTEM_CODE_PAGE);
+    }
+    if (std::memcmp(text.mac.data(), row.aMac, sizeof row.aMac) != 0 || text.strMac.empty()) {
+        text.strMac.clear();
+        std::memcpy(text.mac.data(), row.aMac, sizeof row.aMac);
+        text.strMac = MyMultiByteToWideChar(MacText(text.mac).c_str(), SYSTEM_CODE_PAGE);
+    }
+    return text;
 }

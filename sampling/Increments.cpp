@@ -100,13 +100,21 @@ auto Named(const nis::SNAPSHOT& stWanted)
     return [&stWanted](const nis::SNAPSHOT& st) { return st.strName == stWanted.strName; };
 }
 
-/// The total of the last heartbeat; an empty one for a connection that had none.
+/// The numbers of the last heartbeat's total; those of an empty one for a connection that had none.
 nis::SNAPSHOT FindLast(const std::vector<nis::SNAPSHOT>& vecSnapShot, const nis::SNAPSHOT& stNew)
 {
+    nis::SNAPSHOT stLast;
     const auto found = std::find_if(vecSnapShot.rbegin(), vecSnapShot.rend(), Named(stNew));
-    return found == vecSnapShot.rend() ? nis::SNAPSHOT{} : *found;
+    if (found == vecSnapShot.rend()) return stLast;
+    stLast.ullDL = found->ullDL;
+    stLast.ullUL = found->ullUL;
+    stLast.ulDLSpeed = found->ulDLSpeed;
+    stLast.ulULSpeed = found->ulULSpeed;
+    stLast.clkTime = found->clkTime;
+    return stLast;
 }
 
+/// Without its name.
 nis::SNAPSHOT Increment(const nis::SNAPSHOT& stNew, const nis::SNAPSHOT& stLast)
 {
     COUNTER download = ReadCounter("ullDL", stNew.ullDL, stLast.ullDL);
@@ -118,7 +126,6 @@ nis::SNAPSHOT Increment(const nis::SNAPSHOT& stNew, const nis::SNAPSHOT& stLast)
 
     nis::SNAPSHOT stIncrement;
     stIncrement.nDevice = stNew.nDevice;
-    stIncrement.strName = stNew.strName;
     stIncrement.clkTime = stNew.clkTime;
     stIncrement.ullDL = download.ullDiff;
     stIncrement.ullUL = upload.ullDiff;
@@ -131,12 +138,12 @@ nis::SNAPSHOT Increment(const nis::SNAPSHOT& stNew, const nis::SNAPSHOT& stLast)
     return stIncrement;
 }
 
-/// A connection that reads 0 both ways has nothing to say yet: it keeps its name and counts nothing.
+/// A connection that reads 0 both ways has nothing to say yet: it keeps its name, which is missing here, too,
+/// and counts nothing.
 nis::SNAPSHOT EmptyIncrement(const nis::SNAPSHOT& stNew)
 {
     nis::SNAPSHOT stIncrement;
     stIncrement.nDevice = stNew.nDevice;
-    stIncrement.strName = stNew.strName;
     stIncrement.clkTime = stNew.clkTime;
     return stIncrement;
 }
@@ -147,16 +154,17 @@ nis::SNAPSHOT EmptyIncrement(const nis::SNAPSHOT& stNew)
 void CStatistic::GetIncrement(std::vector<nis::SNAPSHOT>& vecIncrement) NETINFO_NO_THREAD_SAFETY_ANALYSIS
 {
     if (!m_pDevice) return;
-    std::vector<nis::SNAPSHOT> vecNew;
-    if (!m_pDevice->GetSnapShot(vecNew)) return;
+    m_pDevice->SnapShotPool().GiveBack(m_vecNew);
+    if (!m_pDevice->GetSnapShot(m_vecNew)) return;
 
-    for (nis::SNAPSHOT& stNew : vecNew) {
+    const std::size_t nBefore = vecIncrement.size();
+    for (nis::SNAPSHOT& stNew : m_vecNew) {
         if (stNew.ullUL == 0 && stNew.ullDL == 0) {
             vecIncrement.push_back(EmptyIncrement(stNew));
             Trace("stNewSnapShot == 0");
             continue;
         }
-        const nis::SNAPSHOT* const pBase = FindBase(stNew, vecNew);
+        const nis::SNAPSHOT* const pBase = FindBase(stNew, m_vecNew);
         stNew.clkTime = getclock();
 
         // A total counts from the start of the connection phase, where the base was taken: together they are
@@ -168,6 +176,9 @@ void CStatistic::GetIncrement(std::vector<nis::SNAPSHOT>& vecIncrement) NETINFO_
         }
         vecIncrement.push_back(Increment(stNew, stLast));
     }
+    // The samples are done with; till here they were told apart by the names that now move on.
+    for (std::size_t i = 0; i < m_vecNew.size(); ++i)
+        vecIncrement[nBefore + i].strName.swap(m_vecNew[i].strName);
 }
 
 /// The counters of `stNew`'s connection as the phase began; null for one that came up later. A base that

@@ -77,12 +77,11 @@ void CStatistic::Notify(INetInfoEvent* pEvent, bool bConnected, int nDevice) con
 
 void CStatistic::NotifyChanged(int nDevice)
 {
-    std::vector<INetInfoEvent*> vecEvent;
     {
         const JMutexLock lock(m_mtxEvent);
-        vecEvent.assign(m_setEvent.begin(), m_setEvent.end());
+        m_vecEvent.assign(m_setEvent.begin(), m_setEvent.end());
     }
-    for (INetInfoEvent* const pEvent : vecEvent) {
+    for (INetInfoEvent* const pEvent : m_vecEvent) {
         const LISTENER_CALL call(*this, pEvent);
         if (call.IsRegistered()) Notify(pEvent, true, nDevice);
     }

@@ -102,26 +102,30 @@ void CStatistic::OnConnectionChange(int bNow)
 void CStatistic::Sample()
 {
     const JMutexLock lock(m_mtxSnapShot);
-    std::vector<nis::SNAPSHOT> vecIncrement;
-    GetIncrement(vecIncrement);
-    const std::vector<nis::SNAPSHOT> vecOld = std::exchange(m_vecSnapShot, {});
+    CSnapShotPool& pool = m_pDevice->SnapShotPool();
+    pool.GiveBack(m_vecIncrement);  // of a heartbeat that ended half-way
+    pool.GiveBack(m_vecOld);
+    GetIncrement(m_vecIncrement);
+    m_vecOld.swap(m_vecSnapShot);
 
-    for (const nis::SNAPSHOT& stIncrement : vecIncrement) {
-        AddTotal(vecOld, stIncrement);
+    for (const nis::SNAPSHOT& stIncrement : m_vecIncrement) {
+        AddTotal(stIncrement);
         NotifyChanged(stIncrement.nDevice);
     }
-    for (const nis::SNAPSHOT& stOld : vecOld) {
-        if (FindNamesake(vecIncrement, stOld)) continue;
+    for (const nis::SNAPSHOT& stOld : m_vecOld) {
+        if (FindNamesake(m_vecIncrement, stOld)) continue;
         m_DataMgr.SaveFile();
         NotifyGone(stOld.nDevice);
     }
-    m_DataMgr.UpdateData(vecIncrement, false);
+    m_DataMgr.UpdateData(m_vecIncrement, false);
+    pool.GiveBack(m_vecIncrement);
+    pool.GiveBack(m_vecOld);
 }
 
-void CStatistic::AddTotal(const std::vector<nis::SNAPSHOT>& vecOld, const nis::SNAPSHOT& stIncrement)
+void CStatistic::AddTotal(const nis::SNAPSHOT& stIncrement)
 {
-    nis::SNAPSHOT stTotal = stIncrement;
-    if (const nis::SNAPSHOT* const pOld = FindNamesake(vecOld, stIncrement)) {
+    nis::SNAPSHOT stTotal = m_pDevice->SnapShotPool().Copy(stIncrement);
+    if (const nis::SNAPSHOT* const pOld = FindNamesake(m_vecOld, stIncrement)) {
         stTotal.ullDL += pOld->ullDL;
         stTotal.ullUL += pOld->ullUL;
         const long tmNow = CTimeMgr::GetTime();

@@ -87,8 +87,7 @@ private:
 
     void OnConnectionChange(int bNow) NETINFO_EXCLUDES(m_mtxSnapShot);
     void Sample() NETINFO_EXCLUDES(m_mtxSnapShot, m_mtxEvent);
-    void AddTotal(const std::vector<nis::SNAPSHOT>& vecOld, const nis::SNAPSHOT& stIncrement)
-        NETINFO_REQUIRES(m_mtxSnapShot);
+    void AddTotal(const nis::SNAPSHOT& stIncrement) NETINFO_REQUIRES(m_mtxSnapShot);
     bool OnHeartBeatThread() const { return m_idHeartBeat == std::this_thread::get_id(); }
 
     // Listeners.cpp
@@ -110,6 +109,11 @@ private:
     int m_bMute = 0;  ///< listeners are called while it is 0; nothing sets it
     /// The raw counters as the current connection phase began. [heartbeat thread]
     std::vector<nis::SNAPSHOT> m_vecBase;
+    // Kept from one heartbeat to the next for their memory alone. [heartbeat thread]
+    std::vector<nis::SNAPSHOT> m_vecNew;        ///< raw samples
+    std::vector<nis::SNAPSHOT> m_vecIncrement;  ///< what they grew by
+    std::vector<nis::SNAPSHOT> m_vecOld;        ///< the totals of the heartbeat before
+    std::vector<INetInfoEvent*> m_vecEvent;     ///< the listeners that are told of an increment
     int m_tmConnect = 0;  ///< when the current connection phase began, seconds since 1970. [heartbeat thread]
     int m_nReserved = 0;  ///< never read; kept for layout
 

@@ -600,6 +600,9 @@ TEST_F(Statistic, SurvivesRunningOutOfMemoryAtAnyPointOfAHeartBeat)
 
     for (std::size_t succeeding = 0;; ++succeeding) {
         SCOPED_TRACE(succeeding);
+        Stop();  // an engine keeps memory for its next heartbeat
+        Start();
+        engine->RegisterCallbackEvent(&listener);
         Report("wlan0", "profile", 1);  // a phase begins
         Report("adsl0", "profile", 1);
         TestClock::AdvanceSeconds(1);
