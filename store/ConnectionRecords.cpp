@@ -9,12 +9,13 @@
 namespace {
 
 /// The record that the document stands on; its texts are passed on unchecked, a missing one is empty.
-tagConnRecord ReadRecord(const CMarkupSTL& doc)
+tagConnRecord ReadRecord(RecordReader& record)
 {
-    return {doc.GetAttrib(ATTRIB_APN),       doc.GetAttrib(ATTRIB_STARTTIME),
-            doc.GetAttrib(ATTRIB_ENDTIME),   doc.GetAttrib(ATTRIB_TIME),
-            doc.GetAttrib(ATTRIB_UPLOADED),  doc.GetAttrib(ATTRIB_DOWNLOADED),
-            doc.GetAttrib(ATTRIB_UNITPRICE), doc.GetAttrib(ATTRIB_FEE)};
+    record.Read(RecordReader::FEE);
+    return {record.Text(RecordReader::APN),        record.Text(RecordReader::START_TIME),
+            record.Text(RecordReader::END_TIME),   record.Text(RecordReader::TIME),
+            record.Text(RecordReader::UPLOADED),   record.Text(RecordReader::DOWNLOADED),
+            record.Text(RecordReader::UNIT_PRICE), record.Text(RecordReader::FEE)};
 }
 
 }  // namespace
@@ -39,7 +40,8 @@ try {
     if (!EnterRecordList(xmlDoc)) return nullptr;
 
     auto set = std::make_unique<CConnRecordImpl>();
-    if (FindLast(xmlDoc, LABEL_ITEM)) set->AddRecord(ReadRecord(xmlDoc));
+    RecordReader record(xmlDoc);
+    if (xmlDoc.FindLastElem(LABEL_ITEM)) set->AddRecord(ReadRecord(record));
     return set.release();
 } catch (...) {
     TraceException("CDataMgr::GetLastConnRecord");
@@ -51,9 +53,16 @@ try {
     const JMutexLock lock(mutex);
     if (!EnterRecordList(xmlDoc)) return nullptr;
 
-    auto set = std::make_unique<CConnRecordImpl>();
+    std::size_t count = 0;
     while (xmlDoc.FindElem(LABEL_ITEM))
-        set->AddRecord(ReadRecord(xmlDoc));
+        ++count;
+    xmlDoc.ResetMainPos();
+
+    auto set = std::make_unique<CConnRecordImpl>();
+    set->Reserve(count);
+    RecordReader record(xmlDoc);
+    while (xmlDoc.FindElem(LABEL_ITEM))
+        set->AddRecord(ReadRecord(record));
     return set.release();
 } catch (...) {
     TraceException("CDataMgr::GetAllConnRecord");

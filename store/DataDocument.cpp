@@ -1,6 +1,10 @@
 #include "store/DataDocument.h"
 
-#include <cstdlib>
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <span>
+#include <system_error>
 
 #include "calendar/TimeMgr.h"
 #include "platform/common/NimbString.h"
@@ -8,21 +12,51 @@
 #include "store/DataFileNames.h"
 #include "store/DataMgr.h"
 
+namespace {
+
+/// The same as ToNumber for a text of any length.
+unsigned long long ToLargeNumber(std::string_view text)
+{
+    if (!IsNumber(text)) return 0;
+    long long value = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (result.ec == std::errc::result_out_of_range) value = LLONG_MAX;
+    return static_cast<unsigned long long>(value);
+}
+
+/// The attributes of a record in the order of RecordReader::Attribute, which is the one they are written in.
+const AttribKey RECORD_KEYS[RecordReader::COUNT] = {
+    AttribKey(ATTRIB_DEVICE),     AttribKey(ATTRIB_APN),       AttribKey(ATTRIB_STARTTIME),
+    AttribKey(ATTRIB_ENDTIME),    AttribKey(ATTRIB_TIME),      AttribKey(ATTRIB_UPLOADED),
+    AttribKey(ATTRIB_DOWNLOADED), AttribKey(ATTRIB_UNITPRICE), AttribKey(ATTRIB_FEE)};
+
+}  // namespace
+
 std::string ConverUllToString(unsigned long long value)
 {
     char buffer[65] = {};
     return _ui64toa(value, buffer, 10);
 }
 
-bool IsNumber(const std::string& text)
+bool IsNumber(std::string_view text)
 {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-unsigned long long ToNumber(const std::string& text)
+unsigned long long ToNumber(std::string_view text)
 {
-    if (!IsNumber(text)) return 0;
-    return static_cast<unsigned long long>(std::strtoll(text.c_str(), nullptr, 10));
+    constexpr std::size_t MOST_DIGITS = 18;  // what a signed 64-bit number can surely hold
+
+    const std::size_t zeros = text.size() > MOST_DIGITS ? text.find_first_not_of('0') : 0;
+    const std::string_view digits = text.substr(std::min(zeros, text.size()));
+    if (digits.size() > MOST_DIGITS) return ToLargeNumber(digits);
+    unsigned long long value = 0;
+    for (const char c : digits) {
+        if (c < '0' || c > '9') return 0;
+        value = value * 10 + static_cast<unsigned long long>(c - '0');
+    }
+    return value;
 }
 
 unsigned long long ReadNumber(const CMarkupSTL& doc, const char* attribute)
@@ -38,14 +72,6 @@ void WriteNumber(CMarkupSTL& doc, const char* attribute, unsigned long long valu
 bool FindOrAdd(CMarkupSTL& doc, const char* element)
 {
     return doc.FindElem(element) || doc.AddElem(element, nullptr);
-}
-
-bool FindLast(CMarkupSTL& doc, const char* element)
-{
-    bool found = false;
-    while (doc.FindElem(element))
-        found = true;
-    return found;
 }
 
 bool EnterRoot(CMarkupSTL& doc)
@@ -67,6 +93,28 @@ void StartRecord(CMarkupSTL& doc)
     for (const char* attribute :
          {ATTRIB_TIME, ATTRIB_UPLOADED, ATTRIB_DOWNLOADED, ATTRIB_UNITPRICE, ATTRIB_FEE})
         doc.SetAttrib(attribute, "0");
+}
+
+void RecordReader::Read(Attribute until)
+{
+    const auto count = static_cast<std::size_t>(until) + 1;
+    m_isPlain = m_doc.GetAttribs(std::span(RECORD_KEYS).first(count), std::span(m_values).first(count));
+}
+
+std::string RecordReader::Text(Attribute attribute) const
+{
+    if (m_isPlain) return CMarkupSTL::Resolved(m_values[attribute]);
+    return m_doc.GetAttrib(RECORD_KEYS[attribute].Name().data());
+}
+
+unsigned long long RecordReader::Number(Attribute attribute) const
+{
+    if (m_isPlain) {
+        const std::string_view value = m_values[attribute];
+        const unsigned long long number = ToNumber(value);
+        if (number != 0 || value.find('&') == std::string_view::npos) return number;
+    }
+    return ToNumber(Text(attribute));
 }
 
 const char* TypeLabel(int nDevice)

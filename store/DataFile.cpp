@@ -1,3 +1,6 @@
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <optional>
@@ -25,6 +28,15 @@ constexpr std::size_t MAX_LENGTH = INT_MAX;  // bytes; what a document can hold
 
 std::string NewDocument() { return std::string(HEADER) + std::string(EMPTY_ROOT); }
 
+/// Whether there is a file at `path`; nothing where the system does not say.
+std::optional<bool> Exists(const std::string& path)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) == 0) return true;
+    if (errno == ENOENT || errno == ENOTDIR) return false;
+    return std::nullopt;
+}
+
 bool IsDataDocument(const std::string& text)
 {
     CMarkupSTL doc;
@@ -49,9 +61,12 @@ std::string PutAside(const std::string& path)
 {
     long seconds = CTimeMgr::GetTime();
     std::string kept;
+    std::optional<bool> taken;
     do {
         kept = path + ".bad-" + std::to_string(seconds++);
-    } while (JFile(kept).Exists());
+        taken = Exists(kept);
+        if (!taken) return {};
+    } while (*taken);
 
     return std::rename(path.c_str(), kept.c_str()) == 0 ? kept : std::string();
 }
@@ -98,7 +113,7 @@ void CDataMgr::NetinfoFiletoUTF8()
 try {
     const JMutexLock lock(mutex);
     const std::string path = GetDataFilePathName();
-    if (!JFile(path).Exists()) {
+    if (Exists(path) == false) {
         ReplaceFileWhole(path, NewDocument());
         return;
     }
@@ -111,7 +126,7 @@ try {
     // unless it is of no use. A text of no use itself is not worth its original bytes: it stays as it is.
     const std::string leftOverPath = path + ".utf8";
     std::string leftOver;
-    if (JFile(leftOverPath).Exists()) {
+    if (Exists(leftOverPath) != false) {
         auto content = ReadFileWhole(leftOverPath, MAX_LENGTH);
         if (!content) return;
         leftOver = std::move(*content);
@@ -132,7 +147,7 @@ void CDataMgr::LoadDocument()
     const JMutexLock lock(mutex);
     const std::string path = GetDataFilePathName();
     bFileSettled = xmlDoc.Load(path.c_str()) && xmlDoc.FindElem(LABEL_MAIN);
-    if (bFileSettled || !JFile(path).Exists()) return;  // without a file the document starts empty
+    if (bFileSettled || Exists(path) == false) return;  // without a file the document starts empty
 
     xmlDoc.SetDoc(NewDocument().c_str());
     if (SettleFile(path)) ReplaceFileWhole(path, NewDocument());
@@ -142,7 +157,7 @@ bool CDataMgr::SettleFile(const std::string& path)
 {
     if (bFileSettled) return true;
 
-    bFileSettled = !JFile(path).Exists();
+    bFileSettled = Exists(path) == false;
     if (bFileSettled) return true;
 
     const std::string kept = PutAside(path);
@@ -165,4 +180,10 @@ void CDataMgr::SaveDocument()
     const std::string path = GetDataFilePathName();
     if (!SettleFile(path)) return;
     if (!xmlDoc.Save(path.c_str())) TraceAnomaly("The data file cannot be saved: " + path);
+}
+
+CMarkupSTL::Steps CDataMgr::GetSteps() const
+{
+    const JMutexLock lock(mutex);
+    return xmlDoc.GetSteps();
 }

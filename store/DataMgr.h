@@ -50,6 +50,10 @@ public:
     /// of its own; as long as that fails, nothing is written. [any thread]
     void SaveFile() NETINFO_EXCLUDES(mutex);
 
+    /// The work that the document has taken so far, by which tests hold operations to their cost. [any
+    /// thread]
+    CMarkupSTL::Steps GetSteps() const NETINFO_EXCLUDES(mutex);
+
     // ---- Accumulation (PeriodAccumulation.cpp)
 
     /// Adds the increments `snaps` to the totals of their types and to the current connection record. With
@@ -141,8 +145,9 @@ private:
     void SaveDocument() NETINFO_REQUIRES(mutex);
     /// Counts the seconds for which the current connection has lasted in every period.
     void CountConnectedTime(CMarkupSTL& doc, unsigned long long duration) NETINFO_REQUIRES(mutex);
-    void SumRecordsOfToday(nis::REPORT& out) NETINFO_REQUIRES(mutex);
-    void RenewHistoryCache(CMarkupSTL& doc, unsigned long long since) NETINFO_REQUIRES(mutex);
+    /// Marks the history cache as summed at `now` from the moment `since`; false if it was that day's
+    /// already.
+    bool MarkHistoryCache(unsigned long long since, long now) NETINFO_REQUIRES(mutex);
 
     std::vector<nis::REPORT> vecToday NETINFO_GUARDED_BY(mutex);  ///< at most one report for each nDevice
     std::vector<nis::REPORT> vecSince NETINFO_GUARDED_BY(mutex);

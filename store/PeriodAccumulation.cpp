@@ -149,7 +149,7 @@ void CDataMgr::UpdateCurrentData(CMarkupSTL* doc, const nis::SNAPSHOT& snap)
     // is the first `transfer`, which so gets an empty list of its own; readers look under the root only.
     doc->ResetMainPos();
     if (!FindOrAdd(*doc, LABEL_TOTAL) || !doc->IntoElem()) return;
-    if (!FindLast(*doc, LABEL_ITEM)) return;  // no connection yet
+    if (!doc->FindLastElem(LABEL_ITEM)) return;  // no connection yet
 
     // A missing start is written first and so comes first in the element, though it is written again below.
     if (!IsNumber(doc->GetAttrib(ATTRIB_STARTTIME)))

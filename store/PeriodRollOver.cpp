@@ -38,13 +38,15 @@ bool MoveStart(CMarkupSTL& doc, unsigned long long oldStart, unsigned long long 
     doc.SavePos("oldpos");
     if (!EnterRecordList(doc)) return false;
 
+    RecordReader record(doc);
     while (doc.FindElem(LABEL_ITEM)) {
-        const auto end = ReadNumber(doc, ATTRIB_ENDTIME);
+        record.Read(RecordReader::DOWNLOADED);
+        const auto end = record.Number(RecordReader::END_TIME);
         if (end < std::min(oldStart, newStart) || end > std::max(oldStart, newStart)) continue;
 
-        const auto uploaded = ReadNumber(doc, ATTRIB_UPLOADED);
-        const auto downloaded = ReadNumber(doc, ATTRIB_DOWNLOADED);
-        const auto connected = ReadNumber(doc, ATTRIB_TIME);
+        const auto uploaded = record.Number(RecordReader::UPLOADED);
+        const auto downloaded = record.Number(RecordReader::DOWNLOADED);
+        const auto connected = record.Number(RecordReader::TIME);
         if (newStart > oldStart) {
             totals.uploaded = SubtractDownToZero(totals.uploaded, uploaded);
             totals.downloaded = SubtractDownToZero(totals.downloaded, downloaded);

@@ -1,3 +1,5 @@
+#include <climits>
+
 #include "calendar/TimeMgr.h"
 #include "store/DataDocument.h"
 #include "store/DataFileNames.h"
@@ -12,12 +14,11 @@ struct RecordTotals
     unsigned long long uploaded = 0;    ///< bytes
     unsigned long long connected = 0;   ///< seconds
 
-    /// Adds the record that the document stands on.
-    void Add(const CMarkupSTL& doc)
+    void Add(const RecordReader& record)
     {
-        uploaded += ReadNumber(doc, ATTRIB_UPLOADED);
-        downloaded += ReadNumber(doc, ATTRIB_DOWNLOADED);
-        connected += ReadNumber(doc, ATTRIB_TIME);
+        uploaded += record.Number(RecordReader::UPLOADED);
+        downloaded += record.Number(RecordReader::DOWNLOADED);
+        connected += record.Number(RecordReader::TIME);
     }
 
     /// As a report of all types, for one moment.
@@ -27,6 +28,34 @@ struct RecordTotals
         return {0, downloaded, uploaded, connected, low, low};
     }
 };
+
+struct SplitTotals
+{
+    RecordTotals today;    ///< of the records that ended on the day of `now`
+    RecordTotals earlier;  ///< of all others that ended from `since` up to `now`
+};
+
+/// Sums the records of the list that the document stands in.
+SplitTotals SumRecords(CMarkupSTL& doc, unsigned long long since, long now)
+{
+    const CLocalDay today(now);
+    const bool onlyToday = since > static_cast<unsigned long long>(now);
+    const auto usual = onlyToday ? RecordReader::END_TIME : RecordReader::DOWNLOADED;
+
+    SplitTotals totals;
+    RecordReader record(doc);
+    while (doc.FindElem(LABEL_ITEM)) {
+        record.Read(usual);
+        const auto end = record.Number(RecordReader::END_TIME);
+        if (today.Has(static_cast<long>(end))) {
+            record.Read(RecordReader::DOWNLOADED);
+            totals.today.Add(record);
+        } else if (end >= since && end <= static_cast<unsigned long long>(now)) {
+            totals.earlier.Add(record);
+        }
+    }
+    return totals;
+}
 
 void FindReport(const std::vector<nis::REPORT>& reports, int type, nis::REPORT& out)
 {
@@ -72,7 +101,9 @@ void CDataMgr::GetThisYearData(nis::REPORT& out, int type) const
 void CDataMgr::GetTodayData(nis::REPORT& out)
 try {
     const JMutexLock lock(mutex);
-    SumRecordsOfToday(out);
+    if (!EnterRecordList(xmlDoc)) return;
+    const long now = CTimeMgr::GetTime();
+    out = SumRecords(xmlDoc, ULLONG_MAX, now).today.ToReport(static_cast<unsigned long long>(now));
 } catch (...) {
     TraceException("CDataMgr::GetTodayData");
 }
@@ -80,7 +111,9 @@ try {
 void CDataMgr::GetSpecLastData(CMarkupSTL* doc, unsigned long long since)
 try {
     const JMutexLock lock(mutex);
-    if (doc) RenewHistoryCache(*doc, since);
+    const long now = CTimeMgr::GetTime();
+    if (!doc || !MarkHistoryCache(since, now) || !EnterRecordList(*doc)) return;
+    rptCache = SumRecords(*doc, since, now).earlier.ToReport(since);
 } catch (...) {
     TraceException("CDataMgr::GetSpecLastData");
 }
@@ -93,47 +126,27 @@ try {
     }
 
     const JMutexLock lock(mutex);
-    RenewHistoryCache(xmlDoc, since);
+    const long now = CTimeMgr::GetTime();
+    const bool renewed = MarkHistoryCache(since, now);
     out = rptCache;
+    if (!EnterRecordList(xmlDoc)) return;
 
-    nis::REPORT today;
-    SumRecordsOfToday(today);
-    out.ullDownloaded += today.ullDownloaded;
-    out.ullUploaded += today.ullUploaded;
-    out.ullTime += today.ullTime;
+    // A part of the past that is known is not summed again: nothing lies between the end of time and now.
+    const SplitTotals totals = SumRecords(xmlDoc, renewed ? since : ULLONG_MAX, now);
+    if (renewed) out = rptCache = totals.earlier.ToReport(since);
+    out.ullDownloaded += totals.today.downloaded;
+    out.ullUploaded += totals.today.uploaded;
+    out.ullTime += totals.today.connected;
 } catch (...) {
     TraceException("CDataMgr::GetSpecHistroryData");
 }
 
-void CDataMgr::SumRecordsOfToday(nis::REPORT& out)
+bool CDataMgr::MarkHistoryCache(unsigned long long since, long now)
 {
-    if (!EnterRecordList(xmlDoc)) return;
-
-    const long now = CTimeMgr::GetTime();
-    RecordTotals totals;
-    while (xmlDoc.FindElem(LABEL_ITEM)) {
-        const auto end = ReadNumber(xmlDoc, ATTRIB_ENDTIME);
-        if (CTimeMgr::SameDay(static_cast<long>(end), now)) totals.Add(xmlDoc);
-    }
-    out = totals.ToReport(static_cast<unsigned long long>(now));
-}
-
-void CDataMgr::RenewHistoryCache(CMarkupSTL& doc, unsigned long long since)
-{
-    const long now = CTimeMgr::GetTime();
     if (CTimeMgr::SameDay(tmCacheNow, now) && CTimeMgr::SameDay(tmCacheSince, static_cast<long>(since)))
-        return;
+        return false;
 
     tmCacheSince = static_cast<long>(static_cast<unsigned int>(since));
     tmCacheNow = now;
-    if (!EnterRecordList(doc)) return;
-
-    RecordTotals totals;
-    while (doc.FindElem(LABEL_ITEM)) {
-        const auto end = ReadNumber(doc, ATTRIB_ENDTIME);
-        if (end < since || end > static_cast<unsigned long long>(now)) continue;
-        if (CTimeMgr::SameDay(static_cast<long>(end), now)) continue;  // counted afresh at every query
-        totals.Add(doc);
-    }
-    rptCache = totals.ToReport(since);
+    return true;
 }
