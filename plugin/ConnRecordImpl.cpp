@@ -1,5 +1,7 @@
 #include "plugin/ConnRecordImpl.h"
 
+#include <utility>
+
 CConnRecordImpl::CConnRecordImpl() : m_itCursor(m_vecRecord.cend()) {}
 
 void CConnRecordImpl::Release()
@@ -35,9 +37,17 @@ const char* CConnRecordImpl::GetFee() { return Text(&tagConnRecord::strFee); }
 
 int CConnRecordImpl::GetAllRecordCount() { return static_cast<int>(m_vecRecord.size()); }
 
-void CConnRecordImpl::AddRecord(const tagConnRecord& rec)
+void CConnRecordImpl::Reserve(std::size_t count)
 {
-    m_vecRecord.push_back(rec);
+    m_vecRecord.reserve(count);
+    m_itCursor = m_vecRecord.cbegin();
+}
+
+void CConnRecordImpl::AddRecord(const tagConnRecord& rec) { AddRecord(tagConnRecord(rec)); }
+
+void CConnRecordImpl::AddRecord(tagConnRecord&& rec)
+{
+    m_vecRecord.push_back(std::move(rec));
     m_itCursor = m_vecRecord.cbegin();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "plugin/Interfaces.h"
@@ -31,9 +32,13 @@ public:
     const char* GetFee() override;
     int GetAllRecordCount() override;
 
+    /// Makes room for `count` records in all. [the building thread]
+    void Reserve(std::size_t count);
     /// Appends a copy of `rec` and puts the cursor back on the first record, so that a set can be read
     /// without a `MoveFirst`. [the building thread]
     void AddRecord(const tagConnRecord& rec);
+    /// The same for a record that is not needed any more. [the building thread]
+    void AddRecord(tagConnRecord&& rec);
 
 private:
     const char* Text(std::string tagConnRecord::*pField) const;

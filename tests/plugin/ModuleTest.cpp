@@ -1,17 +1,30 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <thread>
 
 #include "plugin/HostInterfaces.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Soak.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestClock.h"
 #include "tests/support/Text.h"
+
+/// Of the address sanitizer: whether there is memory that nobody can reach any more. Elsewhere there is no
+/// such function.
+extern "C" __attribute__((weak)) int __lsan_do_recoverable_leak_check();
+
+/// Takes the place of the C library's: tests do not wait for the disk.
+extern "C" __attribute__((visibility("default"))) int fsync(int) { return 0; }
 
 // The module as a container loads it. This program links none of its rooms; the platform functions that it
 // defines take the place of the platform libraries'.
@@ -59,10 +72,11 @@ struct Module : testing::Test
         handle = dlopen(NETINFO_MODULE, RTLD_LAZY | RTLD_NOLOAD);
         return !handle;
     }
-    IBasePlugin* CreateConnected()
+    IBasePlugin* CreateConnected() { return CreateConnected(container); }
+    IBasePlugin* CreateConnected(IPluginContainer& host)
     {
         IBasePlugin* const plugin = Create();
-        plugin->SetPluginContainer(&container);
+        plugin->SetPluginContainer(&host);
         plugin->Init();
         connections.Report({{.device = "wlan0", .profile = "profile", .state = 1}});
         EXPECT_TRUE(TestClock::Poll());
@@ -132,6 +146,88 @@ TEST_F(Module, CanBeLoadedAgain)
         EXPECT_TRUE(Close());
         handle = dlopen(NETINFO_MODULE, RTLD_NOW | RTLD_LOCAL);
         ASSERT_TRUE(handle);
+    }
+}
+
+// What the process holds, all of which has to be what it was before the module was loaded.
+struct Holdings
+{
+    std::size_t heap = 0;  ///< bytes
+    std::size_t mappings = 0;
+    std::size_t threads = 0;
+    std::size_t files = 0;
+
+    static Holdings Now()
+    {
+        const auto count = [](const char* folder) {
+            return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder),
+                                                          std::filesystem::directory_iterator()));
+        };
+        [[maybe_unused]] const std::string maps = ReadFile("/proc/self/maps");
+        Holdings now;
+        now.threads = count("/proc/self/task");
+        now.files = count("/proc/self/fd");
+#ifndef NETINFO_SANITIZED  // which bring allocators of their own
+        now.heap = mallinfo2().uordblks;
+        now.mappings = static_cast<std::size_t>(std::count(maps.begin(), maps.end(), '\n'));
+#endif
+        return now;
+    }
+};
+
+TEST_F(Module, DoesNotGrowOverAThousandLives)
+{
+    mallopt(M_ARENA_MAX, 1);  // the count is that of one arena
+    const int lives = nettest::IsSoak() ? 10'000 : 1'000;
+    constexpr int WARM = 100;
+    Holdings before;
+    for (int life = 0; life < lives; ++life) {
+        if (life == WARM) before = Holdings::Now();
+        nettest::FakeContainer host(&connections, &deviceManager);  // notes what it was asked for
+        IBasePlugin* const plugin = CreateConnected(host);
+        IBaseInterface* traffic = nullptr;
+        IBaseInterface* records = nullptr;
+        ASSERT_TRUE(plugin->QueryInterface(NETINFO_INTERFACE_SERVICE, &traffic));
+        ASSERT_TRUE(plugin->QueryInterface(NETINFO_INTERFACE_RECORD, &records));
+        nis::SNAPSHOT snapshot;
+        static_cast<INetInfoService*>(traffic)->GetSnapShot(snapshot, WIFI);
+        IConnRecord* const set = static_cast<INetInfoRecord*>(records)->GetAllConnRecord();
+        ASSERT_TRUE(set);
+        set->Release();
+        switch (life % 4) {  // the host may end the services or leave them to the teardown
+            case 1:
+                traffic->Release();
+                records->Release();
+                break;
+            case 2:
+                records->Release();
+                traffic->Release();
+                break;
+            case 3:
+                plugin->Init();
+                break;
+            default:
+                break;
+        }
+        plugin->OnDestroy();
+        ReleaseIt();
+        ASSERT_TRUE(Close());
+        handle = dlopen(NETINFO_MODULE, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_TRUE(handle);
+
+        std::filesystem::remove(directory.File("NetInfo.dat"));
+        FakePlatform::ClearTraces();
+    }
+    const Holdings after = Holdings::Now();
+
+    std::printf("%d lives: the heap went from %zu to %zu bytes\n", lives, before.heap, after.heap);
+    constexpr std::size_t ONE_WORD_A_LIFE = 8;  // bytes; the least leak
+    EXPECT_LE(after.heap, before.heap + ONE_WORD_A_LIFE * static_cast<std::size_t>(lives - WARM));
+    EXPECT_LE(after.mappings, before.mappings + 2);
+    EXPECT_EQ(after.threads, before.threads);
+    EXPECT_EQ(after.files, before.files);
+    if (__lsan_do_recoverable_leak_check) {
+        EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
     }
 }
 

@@ -1,16 +1,30 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdio>
 #include <functional>
+#include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/plugin/PluginFixture.h"
+#include "tests/support/Soak.h"
+
+/// Takes the place of the C library's: tests do not wait for the disk.
+extern "C" int fsync(int) { return 0; }
 
 namespace {
 
 using nettest::FakePlatform;
 using nettest::TestClock;
+
+#ifdef NETINFO_THREAD_SANITIZER
+constexpr std::chrono::seconds SHORT_RUN{10};
+#else
+constexpr std::chrono::seconds SHORT_RUN{2};
+#endif
 
 std::atomic<int> g_functionCalls{0};
 
@@ -33,6 +47,7 @@ struct AskingListener final : INetInfoEvent
         nis::REPORT report;
         service.GetTodayReport(report, nValue);
         ++calls;
+        calls.notify_all();
     }
     INetInfoService& service;
     std::atomic<int> calls{0};
@@ -63,15 +78,17 @@ struct ServicesConcurrency : PluginFixture
         Connect("adsl0", ADSL, 1, 1);
     }
 
-    /// Runs every action `rounds` times, each on a thread of its own, while the heartbeat runs free.
-    static void RunAll(const std::vector<std::function<void(unsigned int)>>& actions, unsigned int rounds)
+    using Actions = std::vector<std::function<void(unsigned int)>>;
+
+    /// Runs every action, each on a thread of its own, beside a heartbeat that runs free. An action goes on
+    /// with the next round as long as `goesOn` says so.
+    static void RunWhile(const Actions& actions, const std::function<bool(unsigned int)>& goesOn)
     {
-        TestClock::RunFree(true);
         std::vector<std::thread> threads;
         threads.reserve(actions.size());
         for (const auto& action : actions) {
-            threads.emplace_back([&action, rounds] {
-                for (unsigned int round = 0; round < rounds; ++round)
+            threads.emplace_back([&action, &goesOn] {
+                for (unsigned int round = 0; goesOn(round); ++round)
                     action(round);
             });
         }
@@ -79,21 +96,16 @@ struct ServicesConcurrency : PluginFixture
             thread.join();
         TestClock::RunFree(false);
     }
+    static void RunAll(const Actions& actions, unsigned int rounds)
+    {
+        TestClock::RunFree(true);
+        RunWhile(actions, [rounds](unsigned int round) { return round < rounds; });
+    }
 
-    INetInfoService* service;
-    INetInfoRecord* records;
-};
-
-TEST_F(ServicesConcurrency, EveryOperationMayMeetEveryOtherAndTheHeartBeat)
-{
-    AskingListener asking(*service);
-    RestlessListener restless(*service);
-    service->RegisterCallbackEvent(&asking);
-    service->RegisterCallbackEvent(&restless);
-    service->RegisterCallbackFunc(&Function);
-
-    RunAll(
-        {
+    /// Every operation of both services and every event of the host, for eight threads.
+    Actions EveryOperation()
+    {
+        return {
             [&](unsigned int) {
                 for (const int type : {DIALUP, WIFI, ADSL, 7}) {
                     nis::REPORT report;
@@ -158,8 +170,22 @@ TEST_F(ServicesConcurrency, EveryOperationMayMeetEveryOtherAndTheHeartBeat)
                 connections.Report({{.device = "wlan0", .profile = "p", .state = 1},
                                     {.device = "modem0", .profile = "p", .state = 1}});
             },
-        },
-        60);
+        };
+    }
+
+    INetInfoService* service;
+    INetInfoRecord* records;
+};
+
+TEST_F(ServicesConcurrency, EveryOperationMayMeetEveryOtherAndTheHeartBeat)
+{
+    AskingListener asking(*service);
+    RestlessListener restless(*service);
+    service->RegisterCallbackEvent(&asking);
+    service->RegisterCallbackEvent(&restless);
+    service->RegisterCallbackFunc(&Function);
+
+    RunAll(EveryOperation(), 60);
 
     // Nothing hangs, and the heartbeat goes on.
     TestClock::RunFree(true);
@@ -170,6 +196,85 @@ TEST_F(ServicesConcurrency, EveryOperationMayMeetEveryOtherAndTheHeartBeat)
     EXPECT_GT(g_functionCalls, 0);
     EXPECT_TRUE(service->DeregisterCallbackEvent(&restless));
     EXPECT_TRUE(service->DeregisterCallbackEvent(&asking));
+}
+
+TEST_F(ServicesConcurrency, EveryOperationMayMeetEveryOtherForAsLongAsYouLike)
+{
+    AskingListener asking(*service);
+    RestlessListener restless(*service);
+    service->RegisterCallbackEvent(&asking);
+    service->RegisterCallbackEvent(&restless);
+    service->RegisterCallbackFunc(&Function);
+    Actions actions = EveryOperation();
+    actions[0] = [tidy = std::move(actions[0])](unsigned int round) {
+        tidy(round);
+        if (round % 64 == 0) FakePlatform::ClearTraces();
+    };
+    std::atomic<unsigned long long> rounds{0};
+
+    const auto start = std::chrono::steady_clock::now();
+    const auto end = start + nettest::SoakTime(SHORT_RUN);
+    const int readsBefore = FakePlatform::IfTableReads();
+    TestClock::RunFast();
+    RunWhile(actions, [&](unsigned int round) {
+        ++rounds;
+        // Threads that asked without a pause would hold the locks for most of the time: the heartbeat leads,
+        // by a few beats for each round.
+        constexpr int CALLS_FOR_A_ROUND = 8;
+        for (int calls = asking.calls; calls < CALLS_FOR_A_ROUND * static_cast<int>(round);
+             calls = asking.calls)
+            asking.calls.wait(calls);
+        return std::chrono::steady_clock::now() < end;
+    });
+
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    std::printf("%.0f s: %.0f rounds of eight threads and %.0f heartbeats a second\n", seconds,
+                static_cast<double>(rounds) / seconds,
+                (FakePlatform::IfTableReads() - readsBefore) / seconds);
+    EXPECT_GT(asking.calls, 0);
+    EXPECT_TRUE(service->DeregisterCallbackEvent(&restless));
+    EXPECT_TRUE(service->DeregisterCallbackEvent(&asking));
+}
+
+TEST_F(ServicesConcurrency, AListenerMayGoAsSoonAsItIsDeregistered)
+{
+    const auto comeAndGo = [&](unsigned int) {
+        auto passing = std::make_unique<AskingListener>(*service);
+        ASSERT_TRUE(service->RegisterCallbackEvent(passing.get()));
+        std::this_thread::yield();
+        ASSERT_TRUE(service->DeregisterCallbackEvent(passing.get()));
+    };
+
+    RunAll({comeAndGo, comeAndGo, comeAndGo,
+            [&](unsigned int round) {
+                FakePlatform::SetRowCounters("wlan0", 10 + round, 10);
+                connections.Report({{.device = "adsl0", .profile = "p", .state = round % 2 == 0 ? 0 : 1}});
+            }},
+           300);
+}
+
+TEST_F(ServicesConcurrency, ServicesMayBeReleasedInAnyOrderWhileTheHeartBeats)
+{
+    for (const bool trafficFirst : {true, false, true}) {
+        AskingListener asking(*service);
+        service->RegisterCallbackEvent(&asking);
+        TestClock::RunFree(true);
+        while (asking.calls == 0)
+            std::this_thread::yield();
+        service->DeregisterCallbackEvent(&asking);
+        if (trafficFirst) service->Release();
+        records->Release();
+        if (!trafficFirst) service->Release();
+        TestClock::RunFree(false);
+
+        service = Service();
+        records = RecordService();
+    }
+    IConnRecord* const set = records->GetAllConnRecord();
+    TearDownPlugin();
+    ASSERT_TRUE(set);  // the host's own: it outlives the engine
+    EXPECT_TRUE(set->MoveFirst());
+    set->Release();
 }
 
 TEST_F(ServicesConcurrency, NoByteIsLostOrCountedTwiceWhileEverybodyAsks)
