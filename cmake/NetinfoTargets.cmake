@@ -17,6 +17,11 @@ if(NETINFO_SANITIZE)
     target_link_options(netinfo_flags INTERFACE -fsanitize=${NETINFO_SANITIZE})
 endif()
 
+if(NETINFO_FUZZ)
+    # Every edge that is taken for the first time tells the fuzzing engine which inputs to go on from.
+    target_compile_options(netinfo_flags INTERFACE -fsanitize=fuzzer-no-link -fno-sanitize-coverage=trace-cmp)
+endif()
+
 # netinfo_add_room(NAME SOURCES... LINKS targets...): one folder, one static library.
 function(netinfo_add_room name)
     cmake_parse_arguments(ROOM "" "" "SOURCES;LINKS" ${ARGN})

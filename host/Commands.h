@@ -4,15 +4,18 @@
 #include <vector>
 
 #include "host/Limit.h"
+#include "host/StatusDisplay.h"
+#include "host/Style.h"
 #include "host/UsageReport.h"
 
 namespace netinfo {
 
-/// What every command that loads the plug-in's module is told.
+/// What every command is told.
 struct CommonOptions
 {
     std::string modulePath;  ///< empty: the module that belongs to this program
     bool json = false;       ///< for programs instead of for people
+    Style style;             ///< for people
 };
 
 /// The commands, one source file for each. All return the exit code and have said on standard error what went
@@ -20,8 +23,15 @@ struct CommonOptions
 ///
 /// Threads: the main thread, before there is any other.
 
+/// What people ask first: links, speeds, usage, limit. Changes nothing, and needs no module.
+int SummaryCommand(const CommonOptions& options);
+
+/// Shows what a service counts, as it counts; without a service it counts itself, like `RunCommand`.
+int LiveCommand(const CommonOptions& options, RunOutput output);
+
 /// Runs the plug-in on the machine's links and shows its figures, until a signal or the end of the terminal.
-int RunCommand(const CommonOptions& options);
+/// Tells a service manager when it counts and when it ends.
+int RunCommand(const CommonOptions& options, RunOutput output);
 
 /// The totals of every type and period.
 int ReportCommand(const CommonOptions& options);
@@ -47,12 +57,12 @@ enum class UsageOutput
     AsJson,
     AsCsv
 };
-int UsageCommand(const UsageWords& words, UsageOutput output);
+int UsageCommand(const UsageWords& words, UsageOutput output, const Style& style);
 
 /// The limit: how it stands, a new one, none.
-int ShowLimitCommand(bool json);
-int SetLimitCommand(const LimitWords& words, bool json);
-int ClearLimitCommand(bool json);
+int ShowLimitCommand(const CommonOptions& options);
+int SetLimitCommand(const LimitWords& words, const CommonOptions& options);
+int ClearLimitCommand(const CommonOptions& options);
 
 /// Every link of the machine, and what it is counted as or why it is not.
 int DevicesCommand(bool json);

@@ -1,59 +1,51 @@
-#include <string>
-#include <vector>
+#include <unistd.h>
 
+#include <string>
+
+#include "host/Answerer.h"
 #include "host/Commands.h"
 #include "host/Format.h"
-#include "host/Json.h"
-#include "host/Output.h"
+#include "host/Screen.h"
 #include "host/Table.h"
 #include "host/TrafficType.h"
-#include "platform/dialup/CountedLinks.h"
 
 namespace netinfo {
 namespace {
 
-std::string Counted(const LinkState& link)
+std::string Counted(const Json& link)
 {
-    if (!link.type) return "no: " + Printable(link.reason);
-    return link.up ? "yes" : "when up";
+    if (link.at("type").is_null()) return "no: " + Printable(link.at("reason").get<std::string>());
+    return link.at("up").get<bool>() ? "yes" : "when up";
 }
 
-std::string TypeLabel(const LinkState& link)
+std::string TypeLabel(const Json& link)
 {
-    if (!link.type) return "-";
-    for (const TrafficType& type : TRAFFIC_TYPES) {
-        if (type.code == static_cast<int>(*link.type)) return std::string(type.label);
-    }
-    return "-";
-}
-
-Json JsonOf(const LinkState& link)
-{
-    return {{"index", link.index},
-            {"link", link.linkName},
-            {"alias", link.alias},
-            {"up", link.up},
-            {"type", link.type ? Json(TrafficTypeName(static_cast<int>(*link.type))) : Json()},
-            {"counted", link.type && link.up},
-            {"ruled", link.ruled},
-            {"reason", link.reason}};
+    if (link.at("type").is_null()) return "-";
+    const auto type = FindTrafficType(link["type"].get<std::string>());
+    return type ? std::string(type->label) : "-";
 }
 
 }  // namespace
 
 int DevicesCommand(bool json)
 {
-    const std::vector<LinkState> links = ReadAllLinks();
-    if (links.empty()) return Fail({"the system does not tell its links"});  // there is always a loopback
-
-    Json list = Json::array();
-    Table table({{"LINK"}, {"STATE"}, {"TYPE"}, {"COUNTED"}, {"RULE"}, {"ALIAS"}});
-    for (const LinkState& link : links) {
-        list.push_back(JsonOf(link));
-        table.Add({Printable(link.linkName), link.up ? "up" : "down", TypeLabel(link), Counted(link),
-                   link.ruled ? "settings" : "-", Printable(link.alias)});
-    }
-    return Print(json ? Indented({{"links", std::move(list)}}) : table.Text());
+    const CommonOptions options{.modulePath = {}, .json = json, .style = {}};
+    return AskAndPrint(options, Purpose::Stored, {"GET", "/v1/devices"}, [](const Json& devices) {
+        Table table({{"LINK"},
+                     {"STATE"},
+                     {"TYPE"},
+                     {"COUNTED", Table::Align::Left, Table::Narrow::Shorten},
+                     {"RULE", Table::Align::Left, Table::Narrow::LeaveOut},
+                     {"ALIAS", Table::Align::Left, Table::Narrow::LeaveOut}});
+        for (const Json& link : devices.at("links")) {
+            table.Add({Printable(link.at("link").get<std::string>()),
+                       link.at("up").get<bool>() ? "up" : "down", TypeLabel(link), Counted(link),
+                       link.at("ruled").get<bool>() ? "settings" : "-",
+                       Printable(link.at("alias").get<std::string>())});
+        }
+        table.Fit(MostColumns(STDOUT_FILENO));
+        return table.Text();
+    });
 }
 
 }  // namespace netinfo

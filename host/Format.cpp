@@ -102,23 +102,29 @@ std::size_t ColumnsOf(char32_t point)
 
 }  // namespace
 
-std::string FormatBytes(unsigned long long bytes)
+std::string FormatBytes(unsigned long long bytes, Units units)
 {
-    static constexpr std::array<std::string_view, 6> UNITS{"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-    if (bytes < 1024) return fmt::format("{} B", bytes);
+    static constexpr std::array<std::string_view, 6> BINARY{"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    static constexpr std::array<std::string_view, 6> DECIMAL{"kB", "MB", "GB", "TB", "PB", "EB"};
+    const unsigned base = units == Units::Si ? 1000 : 1024;
+    if (units == Units::Bytes || bytes < base) return fmt::format("{} B", bytes);
 
     // The limits are those at which the next digit would round up to one more column.
-    double value = static_cast<double>(bytes) / 1024;
+    const auto& names = units == Units::Si ? DECIMAL : BINARY;
+    double value = static_cast<double>(bytes) / base;
     std::size_t unit = 0;
-    while (value >= 1023.5 && unit + 1 < UNITS.size()) {
-        value /= 1024;
+    while (value >= base - 0.5 && unit + 1 < names.size()) {
+        value /= base;
         ++unit;
     }
     const int decimals = value < 9.995 ? 2 : value < 99.95 ? 1 : 0;
-    return fmt::format("{:.{}f} {}", value, decimals, UNITS[unit]);
+    return fmt::format("{:.{}f} {}", value, decimals, names[unit]);
 }
 
-std::string FormatSpeed(unsigned long long bytesPerSecond) { return FormatBytes(bytesPerSecond) + "/s"; }
+std::string FormatSpeed(unsigned long long bytesPerSecond, Units units)
+{
+    return FormatBytes(bytesPerSecond, units) + "/s";
+}
 
 std::string FormatDuration(unsigned long long seconds)
 {

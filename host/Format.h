@@ -4,17 +4,20 @@
 #include <string>
 #include <string_view>
 
+#include "host/Style.h"
+
 namespace netinfo {
 
 /// Figures, moments and foreign texts as people read them.
 ///
 /// Threads: any, where the time zone is not changed meanwhile. Units: as each function says.
 
-/// Bytes with three digits and an IEC unit, at most 8 columns wide: "0 B", "1.50 KiB", "1023 GiB".
-std::string FormatBytes(unsigned long long bytes);
+/// Bytes with three digits and a unit, at most 8 columns wide: "0 B", "1.50 KiB", "1023 GiB", "1.54 kB"; with
+/// `Units::Bytes` all digits: "1536 B".
+std::string FormatBytes(unsigned long long bytes, Units units = Units::Iec);
 
-/// Bytes per second, at most 10 columns wide: "12.3 KiB/s".
-std::string FormatSpeed(unsigned long long bytesPerSecond);
+/// Bytes per second, two columns wider: "12.3 KiB/s".
+std::string FormatSpeed(unsigned long long bytesPerSecond, Units units = Units::Iec);
 
 /// Seconds as hours, minutes and seconds, with days in front from one day on: "00:12:03", "2d 00:00:01".
 std::string FormatDuration(unsigned long long seconds);

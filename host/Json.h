@@ -1,7 +1,9 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace netinfo {
 
@@ -12,5 +14,8 @@ using Json = nlohmann::ordered_json;
 /// place of what is wrong.
 std::string OneLine(const Json& json);
 std::string Indented(const Json& json);
+
+/// The JSON that `text` is; nothing for any other text, nor for one nested deeper than any of ours.
+std::optional<Json> ParseJson(std::string_view text);
 
 }  // namespace netinfo

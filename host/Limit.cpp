@@ -52,15 +52,23 @@ unsigned long long Bytes(double bytes)
     return bytes >= static_cast<double>(most) ? most : static_cast<unsigned long long>(bytes);
 }
 
-std::string Bar(const LimitStatus& status, std::size_t columns)
+std::string Bar(const LimitStatus& status, std::size_t columns, const Style& style)
 {
+    const std::string_view full = style.unicode ? "█" : "#";
+    const std::string_view empty = style.unicode ? "░" : "-";
+    const Mark mark = status.Reached() ? Mark::Red : status.Warned() ? Mark::Yellow : Mark::Green;
     const double share = static_cast<double>(status.used) / static_cast<double>(status.limit.bytes);
     const auto length =
         static_cast<std::size_t>(std::lround(std::min(share, 1.0) * static_cast<double>(columns)));
-    std::string bar = "[";
+    std::string bar;
     for (std::size_t i = 0; i < columns; ++i)
-        bar += i < length ? "█" : "░";
-    return bar + "]";
+        bar += i < length ? full : empty;
+    return fmt::format("[{}]", Marked(bar, mark, style.colour));
+}
+
+unsigned long long WarnAt(const Limit& limit)
+{
+    return limit.bytes / 100 * limit.warnPercent + limit.bytes % 100 * limit.warnPercent / 100;
 }
 
 std::string Days(unsigned days) { return fmt::format("{} {}", days, days == 1 ? "day" : "days"); }
@@ -99,8 +107,7 @@ Result<Limit> ParseLimit(const LimitWords& words)
     if (!words.type.empty()) {
         const auto type = FindTrafficType(words.type);
         if (!type) {
-            return Wrong(
-                fmt::format("'{}' is no connection type: dial-up, wifi or adsl", Printable(words.type)));
+            return Wrong(UnknownTrafficType(words.type));
         }
         limit.type = type->code;
     }
@@ -156,7 +163,7 @@ LimitStatus EvaluateLimit(const Limit& limit, unsigned long long used, std::opti
     status.end = StartOf(nextFirst);
     status.used = used;
     status.left = limit.bytes - std::min(used, limit.bytes);
-    status.warnAt = limit.bytes / 100 * limit.warnPercent + limit.bytes % 100 * limit.warnPercent / 100;
+    status.warnAt = WarnAt(limit);
     status.percent = static_cast<unsigned long long>(static_cast<long double>(used) * 100 /
                                                      static_cast<long double>(limit.bytes));
     status.daysLeft =
@@ -183,10 +190,10 @@ Result<LimitStatus> EvaluateLimit(const Limit& limit, const UsageLedger& ledger,
     return EvaluateLimit(limit, figures->Total(), *firstHour, starts, now);
 }
 
-std::string LimitText(const LimitStatus& status, std::size_t columns)
+std::string LimitText(const LimitStatus& status, std::size_t columns, const Style& style)
 {
     const Limit& limit = status.limit;
-    const std::string used = fmt::format("{}, {} %", FormatBytes(status.used), status.percent);
+    const std::string used = fmt::format("{}, {} %", FormatBytes(status.used, style.units), status.percent);
     const std::size_t room = columns > 40 ? std::min(columns - 40, MOST_BAR) : 0;
 
     std::string text = fmt::format(
@@ -194,15 +201,28 @@ std::string LimitText(const LimitStatus& status, std::size_t columns)
         limit.type ? TrafficTypeName(*limit.type) : "all connections", limit.warnPercent);
     text += fmt::format("Period    {} to {}\n", DateText(status.firstDay), DateText(status.lastDay));
     text += room < LEAST_BAR ? fmt::format("Used      {}\n", used)
-                             : fmt::format("Used      {} {}\n", PadRight(used, 24), Bar(status, room));
-    text += fmt::format("Left      {}, {}\n", FormatBytes(status.left), Days(status.daysLeft));
+                             : fmt::format("Used      {} {}\n", PadRight(used, 24), Bar(status, room, style));
+    text += fmt::format("Left      {}, {}\n", FormatBytes(status.left, style.units), Days(status.daysLeft));
     if (!status.forecast) return text + "Forecast  not yet\n";
-    text += fmt::format("Forecast  {} by the end of the {}", FormatBytes(*status.forecast),
+    text += fmt::format("Forecast  {} by the end of the {}\n", FormatBytes(*status.forecast, style.units),
                         LimitPeriodName(limit.per));
-    if (status.Reached()) return text + "; the limit is reached\n";
-    if (!status.reachedAt) return text + "\n";
-    return text + fmt::format("; the limit is reached on {}\n",
+    if (status.Reached()) return text + "Reached   already\n";
+    if (!status.reachedAt) return text;
+    return text + fmt::format("Reached   {} at this pace\n",
                               FormatMoment(static_cast<unsigned long long>(*status.reachedAt)).substr(0, 16));
+}
+
+std::string LimitSummary(const LimitStatus& status, std::size_t columns, const Style& style)
+{
+    const Limit& limit = status.limit;
+    const std::string type = limit.type ? fmt::format(", {}", TrafficTypeName(*limit.type)) : "";
+    const std::string rest = fmt::format("{} %; {} left, {}", status.percent,
+                                         FormatBytes(status.left, style.units), Days(status.daysLeft));
+    const std::size_t taken = Width(rest) + 10;  // with the margin, the brackets and a space
+    const std::size_t room = columns > taken ? std::min(columns - taken, MOST_BAR) : 0;
+    const std::string bar = room < LEAST_BAR ? "" : Bar(status, room, style) + " ";
+    return fmt::format("Limit  {} of {} per {}{}\n       {}{}\n", FormatBytes(status.used, style.units),
+                       Printable(limit.amount), LimitPeriodName(limit.per), type, bar, rest);
 }
 
 Json LimitJson(const LimitStatus& status)
@@ -225,6 +245,34 @@ Json LimitJson(const LimitStatus& status)
     json["forecast"] = status.forecast ? Json(*status.forecast) : Json(nullptr);
     json["reached_at"] = status.reachedAt ? Json(*status.reachedAt) : Json(nullptr);
     return json;
+}
+
+LimitStatus LimitFrom(const Json& document)
+{
+    const Json& limit = document.at("limit");
+    LimitStatus status;
+    limit.at("amount").get_to(status.limit.amount);
+    limit.at("bytes").get_to(status.limit.bytes);
+    if (const auto per = FindPeriod(limit.at("per").get<std::string>())) status.limit.per = *per;
+    limit.at("warn_percent").get_to(status.limit.warnPercent);
+    if (!limit.at("type").is_null()) {
+        const auto type = FindTrafficType(limit["type"].get<std::string>());
+        if (type) status.limit.type = type->code;
+    }
+    document.at("start").get_to(status.start);
+    document.at("end").get_to(status.end);
+    status.firstDay = ShownAt(status.start).day;
+    status.lastDay = ShownAt(status.end - 1).day;
+    document.at("used").get_to(status.used);
+    document.at("percent").get_to(status.percent);
+    document.at("left").get_to(status.left);
+    document.at("days_left").get_to(status.daysLeft);
+    status.warnAt = WarnAt(status.limit);
+    const Json& forecast = document.at("forecast");
+    if (!forecast.is_null()) status.forecast = forecast.get<unsigned long long>();
+    const Json& reached = document.at("reached_at");
+    if (!reached.is_null()) status.reachedAt = reached.get<long long>();
+    return status;
 }
 
 }  // namespace netinfo

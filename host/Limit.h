@@ -7,6 +7,7 @@
 #include "host/Json.h"
 #include "host/LocalCalendar.h"
 #include "host/Result.h"
+#include "host/Style.h"
 #include "host/UsageLedger.h"
 
 namespace netinfo {
@@ -75,7 +76,12 @@ LimitStatus EvaluateLimit(const Limit& limit, unsigned long long used, std::opti
 Result<LimitStatus> EvaluateLimit(const Limit& limit, const UsageLedger& ledger, const PeriodStarts& starts,
                                   long long now);
 
-std::string LimitText(const LimitStatus& status, std::size_t columns);
+/// For people, for so many columns. Colours: the bar turns yellow at the warning and red at the limit.
+std::string LimitText(const LimitStatus& status, std::size_t columns, const Style& style = {});
+/// The short form: how much is used and left, and a bar. Two lines.
+std::string LimitSummary(const LimitStatus& status, std::size_t columns, const Style& style = {});
+/// The status as a document, and back. Throws what the JSON library does for what is none.
 Json LimitJson(const LimitStatus& status);
+LimitStatus LimitFrom(const Json& document);
 
 }  // namespace netinfo

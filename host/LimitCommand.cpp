@@ -1,65 +1,40 @@
 #include <unistd.h>
 
-#include <ctime>
-#include <optional>
+#include <string>
+#include <utility>
 
+#include "host/Answerer.h"
 #include "host/Commands.h"
-#include "host/Json.h"
 #include "host/Limit.h"
-#include "host/Output.h"
 #include "host/Screen.h"
-#include "host/Settings.h"
-#include "host/StartChecks.h"
-#include "platform/common/Directories.h"
 
 namespace netinfo {
 namespace {
 
-/// 0, or the exit code after saying that the settings cannot be read.
-int CheckFiles()
+int AskAndShow(const CommonOptions& options, const ControlRequest& request)
 {
-    const auto failure = CheckSettingsFiles(ConfigDirectory(), ModuleDirectory());
-    return failure ? Fail(*failure) : EXIT_DONE;
-}
-
-int ShowLimit(const std::optional<Limit>& limit, bool json)
-{
-    if (!limit) {
-        if (json) return Print(Indented({{"limit", nullptr}}));
-        return Print("There is no limit. Set one: netinfo limit set 20GB --per month\n");
-    }
-    const auto ledger = UsageLedger::OpenForReading(UserDataDirectory());
-    if (!ledger) return Fail(ledger.Error());
-    const auto status = EvaluateLimit(*limit, **ledger, ReadPeriodStarts(), std::time(nullptr));
-    if (!status) return Fail(status.Error());
-    return Print(json ? Indented(LimitJson(*status))
-                      : LimitText(*status, SizeOfTerminal(STDOUT_FILENO).columns));
+    return AskAndPrint(options, Purpose::Stored, request, [&](const Json& document) -> std::string {
+        if (document.at("limit").is_null()) return "There is no limit. Set one: netinfo limit set 20GB\n";
+        return LimitText(LimitFrom(document), SizeOfTerminal(STDOUT_FILENO).columns, options.style);
+    });
 }
 
 }  // namespace
 
-int ShowLimitCommand(bool json)
+int ShowLimitCommand(const CommonOptions& options) { return AskAndShow(options, {"GET", "/v1/limit"}); }
+
+int SetLimitCommand(const LimitWords& words, const CommonOptions& options)
 {
-    if (const int code = CheckFiles(); code != EXIT_DONE) return code;
-    const auto limit = ReadLimit();
-    if (!limit) return Fail(limit.Error());
-    return ShowLimit(*limit, json);
+    Json body;
+    for (const auto& [name, word] : {std::pair<std::string, std::string>{"amount", words.amount},
+                                     {"per", words.per},
+                                     {"warn", words.warn},
+                                     {"type", words.type}}) {
+        if (!word.empty()) body[name] = word;
+    }
+    return AskAndShow(options, {"PUT", "/v1/limit", {}, std::move(body)});
 }
 
-int SetLimitCommand(const LimitWords& words, bool json)
-{
-    const auto limit = ParseLimit(words);
-    if (!limit) return Fail(limit.Error());
-    if (const int code = CheckFiles(); code != EXIT_DONE) return code;
-    if (const auto failure = StoreLimit(*limit)) return Fail(*failure);
-    return ShowLimit(*limit, json);
-}
-
-int ClearLimitCommand(bool json)
-{
-    if (const int code = CheckFiles(); code != EXIT_DONE) return code;
-    if (const auto failure = ClearLimit()) return Fail(*failure);
-    return ShowLimit(std::nullopt, json);
-}
+int ClearLimitCommand(const CommonOptions& options) { return AskAndShow(options, {"DELETE", "/v1/limit"}); }
 
 }  // namespace netinfo

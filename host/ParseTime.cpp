@@ -141,7 +141,7 @@ Result<unsigned long long> ParseSince(std::string_view text, unsigned long long 
     if (const auto span = ReadSpan(text)) return GoBack(text, *span, now);
     const auto fields = ReadDate(text);
     if (!fields) return fields.Error();
-    const auto moment = MomentOfDate(text, *fields);
+    auto moment = MomentOfDate(text, *fields);
     if (moment && *moment > now) return Refuse(text, "lies in the future");
     return moment;
 }
@@ -151,7 +151,7 @@ Result<unsigned long long> ParseUntil(std::string_view text, unsigned long long 
     if (const auto span = ReadSpan(text)) return GoBack(text, *span, now);
     const auto fields = ReadDate(text);
     if (!fields) return fields.Error();
-    const auto moment = MomentOfDate(text, *fields);
+    auto moment = MomentOfDate(text, *fields);
     if (!moment || !fields->dateOnly) return moment;
     return static_cast<unsigned long long>(StartOf(Plus(fields->CalendarDate(), 1)));
 }

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "host/Format.h"
-#include "host/Json.h"
 #include "host/Table.h"
 
 namespace netinfo {
@@ -40,7 +39,8 @@ std::vector<IndexedRecord> ReadAll(IConnRecord& records, int firstIndex)
 }
 
 /// A number in the form of `format`; any other text as it stands.
-std::string Shown(const std::string& text, std::string (*format)(unsigned long long))
+template <class Format>
+std::string Shown(const std::string& text, const Format& format)
 {
     unsigned long long number = 0;
     if (!ParseDigits(text, number)) return Printable(text);
@@ -89,25 +89,27 @@ int CountRecords(INetInfoRecord& service)
     return records ? records->GetAllRecordCount() : 0;
 }
 
-std::string RecordTable(const std::vector<IndexedRecord>& records)
+std::string RecordTable(const std::vector<IndexedRecord>& records, Units units, std::size_t columns)
 {
     if (records.empty()) return "no records\n";
     Table table({{"INDEX", Table::Align::Right},
-                 {"PROFILE"},
+                 {"PROFILE", Table::Align::Left, Table::Narrow::Shorten},
                  {"START"},
-                 {"END"},
-                 {"TIME", Table::Align::Right},
+                 {"END", Table::Align::Left, Table::Narrow::LeaveOut},
+                 {"TIME", Table::Align::Right, Table::Narrow::LeaveOut},
                  {"DOWN", Table::Align::Right},
                  {"UP", Table::Align::Right}});
+    const auto amount = [units](unsigned long long bytes) { return FormatBytes(bytes, units); };
     for (const auto& [index, texts] : records) {
         table.Add({std::to_string(index), Printable(texts.strAPN), Shown(texts.strStartTime, ShownMoment),
                    Shown(texts.strEndTime, ShownMoment), Shown(texts.strConnectTime, FormatDuration),
-                   Shown(texts.strDownloadData, FormatBytes), Shown(texts.strUploadData, FormatBytes)});
+                   Shown(texts.strDownloadData, amount), Shown(texts.strUploadData, amount)});
     }
+    table.Fit(columns);
     return table.Text();
 }
 
-std::string RecordJson(const std::vector<IndexedRecord>& records)
+Json RecordDocument(const std::vector<IndexedRecord>& records)
 {
     Json list = Json::array();
     for (const auto& [index, texts] : records) {
@@ -125,7 +127,25 @@ std::string RecordJson(const std::vector<IndexedRecord>& records)
         json["numbers"] = std::move(numbers);
         list.push_back(std::move(json));
     }
-    return Indented({{"records", std::move(list)}});
+    return {{"records", std::move(list)}};
+}
+
+std::vector<IndexedRecord> RecordsFrom(const Json& document)
+{
+    std::vector<IndexedRecord> records;
+    for (const Json& json : document.at("records")) {
+        IndexedRecord record{json.at("index").get<int>(), {}};
+        json.at("profile").get_to(record.texts.strAPN);
+        for (const Field& field : NUMBERS)
+            json.at(std::string(field.name)).get_to(record.texts.*field.text);
+        records.push_back(std::move(record));
+    }
+    return records;
+}
+
+std::string RecordJson(const std::vector<IndexedRecord>& records)
+{
+    return Indented(RecordDocument(records));
 }
 
 }  // namespace netinfo

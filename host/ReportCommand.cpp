@@ -1,11 +1,13 @@
+#include <unistd.h>
+
 #include <array>
 #include <string>
 #include <string_view>
 
+#include "host/Answerer.h"
 #include "host/Commands.h"
 #include "host/Format.h"
-#include "host/Json.h"
-#include "host/OneShot.h"
+#include "host/Screen.h"
 #include "host/Table.h"
 #include "host/TrafficType.h"
 
@@ -14,74 +16,47 @@ namespace {
 
 struct Period
 {
-    std::string_view name;   ///< in JSON
-    std::string_view label;  ///< in the table
-    void (INetInfoService::*report)(nis::REPORT&, int);
+    std::string name;  ///< in the document
+    std::string label;
 };
 
-constexpr std::array<Period, 5> PERIODS{{
-    {"today", "today", &INetInfoService::GetTodayReport},
-    {"week", "this week", &INetInfoService::GetThisWeekReport},
-    {"month", "this month", &INetInfoService::GetThisMonthReport},
-    {"year", "this year", &INetInfoService::GetThisYearReport},
-    {"since_reset", "since reset", &INetInfoService::GetSinceReport},
-}};
-
-nis::REPORT Ask(INetInfoService& traffic, const Period& period, const TrafficType& type)
+std::string TableOf(const Json& report, Units units)
 {
-    nis::REPORT report;  // stays zero where the plug-in has nothing
-    (traffic.*period.report)(report, type.code);
-    return report;
-}
-
-std::string TableOf(INetInfoService& traffic)
-{
+    const std::array<Period, 5> periods{{{"today", "today"},
+                                         {"week", "this week"},
+                                         {"month", "this month"},
+                                         {"year", "this year"},
+                                         {"since_reset", "since reset"}}};
     Table table({{"TYPE"},
                  {"PERIOD"},
-                 {"FROM"},
+                 {"FROM", Table::Align::Left, Table::Narrow::LeaveOut},
                  {"DOWN", Table::Align::Right},
                  {"UP", Table::Align::Right},
                  {"TOTAL", Table::Align::Right},
-                 {"TIME", Table::Align::Right}});
-    for (const TrafficType& type : TRAFFIC_TYPES) {
-        for (const Period& period : PERIODS) {
-            const nis::REPORT report = Ask(traffic, period, type);
-            const unsigned long long start = MomentOf(report.tmStart);
-            table.Add({std::string(&period == &PERIODS.front() ? type.label : ""), std::string(period.label),
-                       start != 0 ? FormatMoment(start) : "-", FormatBytes(report.ullDownloaded),
-                       FormatBytes(report.ullUploaded),
-                       FormatBytes(report.ullDownloaded + report.ullUploaded),
-                       FormatDuration(report.ullTime)});
+                 {"TIME", Table::Align::Right, Table::Narrow::LeaveOut}});
+    for (const Json& json : report.at("types")) {
+        const auto type = FindTrafficType(json.at("type").get<std::string>());
+        for (const Period& period : periods) {
+            const Json& figures = json.at(period.name);
+            const auto start = figures.at("start").get<unsigned long long>();
+            const auto downloaded = figures.at("downloaded").get<unsigned long long>();
+            const auto uploaded = figures.at("uploaded").get<unsigned long long>();
+            table.Add({std::string(type && &period == &periods.front() ? type->label : ""), period.label,
+                       start != 0 ? FormatMoment(start) : "-", FormatBytes(downloaded, units),
+                       FormatBytes(uploaded, units), FormatBytes(downloaded + uploaded, units),
+                       FormatDuration(figures.at("seconds").get<unsigned long long>())});
         }
     }
+    table.Fit(MostColumns(STDOUT_FILENO));
     return table.Text();
-}
-
-std::string JsonOf(INetInfoService& traffic)
-{
-    Json types = Json::array();
-    for (const TrafficType& type : TRAFFIC_TYPES) {
-        Json json;
-        json["type"] = type.name;
-        for (const Period& period : PERIODS) {
-            const nis::REPORT report = Ask(traffic, period, type);
-            json[std::string(period.name)] = {{"start", MomentOf(report.tmStart)},
-                                              {"downloaded", report.ullDownloaded},
-                                              {"uploaded", report.ullUploaded},
-                                              {"seconds", report.ullTime}};
-        }
-        types.push_back(std::move(json));
-    }
-    return Indented({{"types", std::move(types)}});
 }
 
 }  // namespace
 
 int ReportCommand(const CommonOptions& options)
 {
-    return RunOnce(options, Purpose::Read, [&](Session& session) -> Result<std::string> {
-        return options.json ? JsonOf(session.Traffic()) : TableOf(session.Traffic());
-    });
+    return AskAndPrint(options, Purpose::Read, {"GET", "/v1/report"},
+                       [&](const Json& report) { return TableOf(report, options.style.units); });
 }
 
 }  // namespace netinfo

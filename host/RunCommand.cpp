@@ -1,33 +1,36 @@
 #include <fmt/format.h>
 #include <poll.h>
-#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/ChangeInbox.h"
+#include "host/Checkpoint.h"
 #include "host/Commands.h"
 #include "host/ConnectionManager.h"
 #include "host/Container.h"
+#include "host/ControlRoutes.h"
+#include "host/ControlServer.h"
+#include "host/ControlSource.h"
 #include "host/DeviceManager.h"
 #include "host/LinkProfile.h"
 #include "host/LinkWatch.h"
-#include "host/LiveOutput.h"
 #include "host/Output.h"
-#include "host/Screen.h"
+#include "host/ServiceManager.h"
 #include "host/Session.h"
+#include "host/SettingsWatch.h"
 #include "host/Signals.h"
 #include "host/SleepDetector.h"
+#include "host/StartupMemory.h"
 #include "host/Status.h"
+#include "host/StatusDisplay.h"
+#include "host/Timer.h"
 #include "host/UsageRecorder.h"
 #include "platform/common/Directories.h"
 #include "platform/dialup/CountedLinks.h"
@@ -35,41 +38,13 @@
 namespace netinfo {
 namespace {
 
-constexpr long SECOND = 1'000'000'000;       // nanoseconds
-constexpr long DEBOUNCE = 10'000'000;        // nanoseconds: one link coming up is several messages
-constexpr unsigned TICKS_BETWEEN_READS = 2;  // how late a changed rule in the settings is noticed
-constexpr int LAST_WORDS = 1000;             // milliseconds for a reader to take what still waits
-
-/// A timer of the system as a descriptor.
-class Timer
-{
-public:
-    Timer() : m_descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {}
-    ~Timer()
-    {
-        if (m_descriptor >= 0) close(m_descriptor);
-    }
-    Timer(const Timer&) = delete;
-    Timer& operator=(const Timer&) = delete;
-
-    int Descriptor() const { return m_descriptor; }
-    /// Goes off after `first` and then every `interval` nanoseconds; interval 0: once.
-    void Start(long first, long interval)
-    {
-        itimerspec times{};
-        times.it_value = {first / SECOND, first % SECOND};
-        times.it_interval = {interval / SECOND, interval % SECOND};
-        timerfd_settime(m_descriptor, 0, &times, nullptr);
-    }
-    void Drain()
-    {
-        std::uint64_t count = 0;
-        [[maybe_unused]] const ssize_t length = read(m_descriptor, &count, sizeof count);
-    }
-
-private:
-    const int m_descriptor;  ///< owned
-};
+constexpr const char* SETTINGS_FILE = "DataUsageLimit.ini";
+constexpr long SECOND = 1'000'000'000;  // nanoseconds
+constexpr long DEBOUNCE = 10'000'000;   // nanoseconds: one link coming up is several messages
+/// How often links are read although nothing tells that they changed, in case something did without telling;
+/// and where the kernel tells nothing.
+constexpr unsigned TICKS_BETWEEN_READS = 10;
+constexpr unsigned TICKS_BETWEEN_READS_UNTOLD = 2;
 
 std::vector<Device> DevicesOf(const std::vector<CountedLink>& links)
 {
@@ -81,32 +56,26 @@ std::vector<Device> DevicesOf(const std::vector<CountedLink>& links)
     return devices;
 }
 
-/// By custom any text in NO_COLOR says no.
-bool WantsColour()
-{
-    const char* const refusal = std::getenv("NO_COLOR");
-    return !refusal || *refusal == '\0';
-}
-
 /// The host's one loop: it hears the kernel, the clock, the signals and the plug-in, tells the plug-in about
-/// links, and shows figures. Everything happens on the thread that calls `Run`.
-class RunLoop
+/// links, shows figures, and answers other processes. Everything happens on the thread that calls `Run`.
+class RunLoop final : private ControlSource
 {
 public:
     RunLoop(Signals& signals, ConnectionManager& connections, DeviceManager& devices, ChangeInbox& inbox,
-            INetInfoService& traffic, bool json)
+            Session& session, const Style& style, RunOutput output)
         : m_signals(signals),
           m_connections(connections),
           m_devices(devices),
           m_inbox(inbox),
-          m_reader(traffic),
-          m_json(json),
-          m_redraws(!json && CanRedraw(STDOUT_FILENO)),
-          m_colour(WantsColour()),
-          m_recorder(UserDataDirectory(), traffic, [this](const std::string& message) { Tell(message); })
+          m_session(session),
+          m_reader(session.Traffic()),
+          m_display(output, style, "Ctrl-C ends"),
+          m_recorder(session.Directory(), session.Traffic(),
+                     [this](const std::string& message) { m_display.Tell(message); }),
+          m_checkpoint(session.Records())
     {}
 
-    ~RunLoop();
+    ~RunLoop() override;
     RunLoop(const RunLoop&) = delete;
     RunLoop& operator=(const RunLoop&) = delete;
 
@@ -118,63 +87,63 @@ private:
     void OnSignal(int signal);
     void OnTick();
     void OnChange(unsigned changed);
-    void Pause();
-    void Tell(const std::string& message);
     void ReadLinks();
+    void Listen();
+    void StopListening();
     TypeStatus Status(std::size_t index);
     void ShowTable();
     void ShowChange(std::size_t index);
+
+    Result<INetInfoService*> Traffic() override { return &m_session.Traffic(); }
+    Result<INetInfoRecord*> Records() override { return &m_session.Records(); }
+    Result<const UsageLedger*> Ledger() override;
+    Result<std::array<TypeStatus, TRAFFIC_TYPES.size()>> Statuses() override;
+    std::string DataDirectory() override { return m_session.Directory(); }
+    Json Service() override;
 
     Signals& m_signals;
     ConnectionManager& m_connections;
     DeviceManager& m_devices;
     ChangeInbox& m_inbox;
+    Session& m_session;
     StatusReader m_reader;
-    const bool m_json;
-    const bool m_redraws;  ///< a table on a terminal; otherwise a line for each change
-    const bool m_colour;
+    StatusDisplay m_display;
 
     LinkWatch m_linkWatch;
+    SettingsWatch m_settingsWatch{{ModuleDirectory() + SETTINGS_FILE, ConfigDirectory() + SETTINGS_FILE}};
     SleepDetector m_sleep;
     Timer m_tick;
     Timer m_debounce;
-    LiveOutput m_output{STDOUT_FILENO};
-    Screen m_screen;
 
     bool m_running = true;
     bool m_linksChanging = false;  ///< the debounce timer runs
     unsigned m_ticks = 0;
     unsigned long long m_generation = 0;  ///< of the device names as of the last reading
     std::vector<CountedLink> m_links;
-    std::array<TypeStatus, TRAFFIC_TYPES.size()> m_shown{};
-    unsigned long long m_unshown = 0;  ///< changes that a slow reader did not get
     UsageRecorder m_recorder;
+    Checkpoint m_checkpoint;
+    const std::time_t m_started = std::time(nullptr);
+    std::unique_ptr<ControlServer> m_server;  ///< null: other processes cannot be answered
 };
 
-RunLoop::~RunLoop()
-{
-    m_output.Send(m_screen.End());
-    m_output.Finish(LAST_WORDS);
-}
+RunLoop::~RunLoop() { StopListening(); }
 
 int RunLoop::Run()
 {
-    for (std::size_t i = 0; i < m_shown.size(); ++i)
-        m_shown[i].type = TRAFFIC_TYPES[i];
     m_sleep.Slept();
     ReadLinks();
     m_tick.Start(SECOND, SECOND);
-    if (m_redraws) m_output.Send(m_screen.Begin());
+    Listen();
     ShowTable();
+    if (const auto problem = TellServiceManager(SERVICE_READY)) m_display.Tell(*problem);
+    ReleaseStartupMemory();
     while (m_running)
         Wait();
+    StopListening();
+    TellServiceManager(SERVICE_STOPPING);  // whoever missed it sees the end itself
     m_recorder.Finish();
     ShowTable();
-
-    // A reader that has gone, or a terminal that was closed, is one of the ways to end the host.
-    const int error = m_output.Error();
-    if (error == 0 || error == EPIPE || error == EIO) return EXIT_DONE;
-    return Fail({fmt::format("the output cannot be written: {}", std::strerror(error))});
+    return m_display.ExitCode();
 }
 
 void RunLoop::Wait()
@@ -187,6 +156,7 @@ void RunLoop::Wait()
         TICK,
         CHANGE,
         OUTPUT,
+        CONTROL,
         COUNT
     };
     std::array<pollfd, COUNT> waits{};
@@ -195,9 +165,9 @@ void RunLoop::Wait()
     waits[DEBOUNCED] = {m_debounce.Descriptor(), POLLIN, 0};
     waits[TICK] = {m_tick.Descriptor(), POLLIN, 0};
     waits[CHANGE] = {m_inbox.Descriptor(), POLLIN, 0};
-    // Without POLLOUT it still tells that the other end is gone.
-    waits[OUTPUT] = {m_output.Descriptor(), static_cast<short>(m_output.Idle() ? 0 : POLLOUT), 0};
-    if (poll(waits.data(), waits.size(), -1) < 0) {
+    waits[OUTPUT] = m_display.Waits();
+    waits[CONTROL] = {m_server ? m_server->Descriptor() : -1, POLLIN, 0};
+    if (poll(waits.data(), waits.size(), m_server ? m_server->Timeout() : -1) < 0) {
         if (errno != EINTR) m_running = false;
         return;
     }
@@ -218,15 +188,17 @@ void RunLoop::Wait()
     }
     if (waits[TICK].revents != 0) OnTick();
     if (waits[CHANGE].revents != 0) OnChange(m_inbox.Take());
-    if ((waits[OUTPUT].revents & POLLOUT) != 0) m_output.Flush();
-    if ((waits[OUTPUT].revents & (POLLERR | POLLHUP)) != 0) m_running = false;
-    if (m_output.Error() != 0) m_running = false;
+    m_display.Handle(waits[OUTPUT].revents);
+    if (m_display.Ended()) m_running = false;
+    if (m_server) m_server->Run();
 }
 
 void RunLoop::OnSignal(int signal)
 {
     if (signal == SIGTSTP) {
-        Pause();
+        m_display.Pause();
+        ReadLinks();
+        ShowTable();
     } else if (signal == SIGWINCH) {
         ShowTable();
     } else {
@@ -234,38 +206,21 @@ void RunLoop::OnSignal(int signal)
     }
 }
 
-/// Stops the process as the terminal asked, with the terminal as it was found.
-void RunLoop::Pause()
-{
-    m_output.Send(m_screen.End());
-    m_output.Finish(LAST_WORDS);
-    raise(SIGSTOP);
-    if (m_redraws) m_output.Send(m_screen.Begin());
-    ReadLinks();
-    ShowTable();
-}
-
-/// Says something on standard error that may be the terminal of the table.
-void RunLoop::Tell(const std::string& message)
-{
-    const bool begun = m_screen.Begun();
-    if (begun) m_output.Send(m_screen.End());
-    m_output.Finish(LAST_WORDS);
-    Complain(message);
-    if (begun) m_output.Send(m_screen.Begin());
-}
-
 void RunLoop::OnTick()
 {
     m_tick.Drain();
     m_recorder.OnTick();
+    m_checkpoint.OnTick();
     ++m_ticks;
     if (m_sleep.Slept()) {
         m_devices.ReportSleep();
         ReadLinks();
         m_connections.ReportAgain();
-    } else if (m_ticks % TICKS_BETWEEN_READS == 0 || LinkGeneration() != m_generation) {
-        ReadLinks();
+    } else {
+        const bool told = m_linkWatch.Descriptor() >= 0;
+        const bool due = m_ticks % (told ? TICKS_BETWEEN_READS : TICKS_BETWEEN_READS_UNTOLD) == 0;
+        const bool newRules = m_settingsWatch.Changed();
+        if (due || newRules || LinkGeneration() != m_generation) ReadLinks();
     }
     ShowTable();
 }
@@ -273,8 +228,9 @@ void RunLoop::OnTick()
 void RunLoop::OnChange(unsigned changed)
 {
     if (changed != 0) m_recorder.OnChange();
-    for (std::size_t i = 0; i < m_shown.size(); ++i) {
-        if ((changed >> i & 1U) != 0 && !m_redraws) ShowChange(i);
+    if (changed != 0) m_checkpoint.OnChange();
+    for (std::size_t i = 0; i < TRAFFIC_TYPES.size(); ++i) {
+        if ((changed >> i & 1U) != 0) ShowChange(i);
     }
     if (changed != 0) ShowTable();
 }
@@ -290,47 +246,73 @@ void RunLoop::ReadLinks()
     m_recorder.Present(m_links);
 }
 
+/// Opens the door for other processes. Without one the plug-in counts all the same.
+void RunLoop::Listen()
+{
+    auto socket = ControlSocket::Listen(m_session.Directory());
+    if (!socket) return m_display.Tell(socket.Error().message + "; other commands cannot ask this one");
+    auto server = ControlServer::Start(
+        std::move(*socket), [this](const ControlRequest& request) { return AnswerControl(*this, request); });
+    if (!server) return m_display.Tell(server.Error().message + "; other commands cannot ask this one");
+    m_server = std::move(*server);
+    if (const auto failure = m_session.Announce(m_server->Path())) m_display.Tell(failure->message);
+}
+
+/// From now on other processes wait for the lock.
+void RunLoop::StopListening()
+{
+    if (!m_server) return;
+    m_server.reset();
+    m_session.Announce("");  // whoever still reads the old place finds nobody there
+}
+
+Result<const UsageLedger*> RunLoop::Ledger()
+{
+    if (const UsageLedger* const ledger = m_recorder.Ledger()) return ledger;
+    return Failure{"the service has no usage ledger; its messages tell why"};
+}
+
+Result<std::array<TypeStatus, TRAFFIC_TYPES.size()>> RunLoop::Statuses()
+{
+    std::array<TypeStatus, TRAFFIC_TYPES.size()> statuses;
+    for (std::size_t i = 0; i < statuses.size(); ++i)
+        statuses[i] = Status(i);
+    return statuses;
+}
+
+Json RunLoop::Service()
+{
+    return {{"version", NETINFO_VERSION},
+            {"process", getpid()},
+            {"started", m_started},
+            {"socket", m_server->Path()}};
+}
+
 TypeStatus RunLoop::Status(std::size_t index)
 {
     TypeStatus status = m_reader.Read(index);
-    for (const CountedLink& link : m_links) {
-        if (static_cast<int>(link.type) == status.type.code) status.links.push_back(ProfileOf(link));
-    }
+    AddLinks(status, m_links);
     return status;
 }
 
 void RunLoop::ShowTable()
 {
-    if (!m_redraws) return;
-    if (!m_output.Idle()) return;  // the terminal still takes the previous table
+    if (!m_display.HasTable()) return;
     std::vector<TypeStatus> statuses;
-    for (std::size_t i = 0; i < m_shown.size(); ++i)
+    for (std::size_t i = 0; i < TRAFFIC_TYPES.size(); ++i)
         statuses.push_back(Status(i));
-
-    const TerminalSize size = SizeOfTerminal(STDOUT_FILENO);
-    const auto now = static_cast<unsigned long long>(std::time(nullptr));
-    m_output.Send(m_screen.Draw(StatusTable(statuses, now, size.columns, m_colour), size.rows));
+    m_display.ShowTable(statuses, static_cast<unsigned long long>(std::time(nullptr)));
 }
 
 void RunLoop::ShowChange(std::size_t index)
 {
-    const TypeStatus status = Status(index);
-    if (SameFigures(status, m_shown[index])) return;
-    m_shown[index] = status;
-
-    const auto now = static_cast<unsigned long long>(std::time(nullptr));
-    std::string text = m_json ? StatusJson(status, now) : StatusLine(status, now);
-    if (m_unshown != 0 && !m_json) text = fmt::format("({} changes not shown)\n{}", m_unshown, text);
-    if (m_output.Send(text)) {
-        m_unshown = 0;
-    } else {
-        ++m_unshown;
-    }
+    if (!m_display.HasLines()) return;
+    m_display.ShowChange(index, Status(index), static_cast<unsigned long long>(std::time(nullptr)));
 }
 
 }  // namespace
 
-int RunCommand(const CommonOptions& options)
+int RunCommand(const CommonOptions& options, RunOutput output)
 {
     // What is made last ends first: the subscription, then the plug-in, then what it was given.
     Signals signals;
@@ -344,7 +326,7 @@ int RunCommand(const CommonOptions& options)
     int exitCode = EXIT_DONE;
     {
         const ChangeSubscription subscription((*session)->Traffic(), inbox);
-        exitCode = RunLoop(signals, connections, devices, inbox, (*session)->Traffic(), options.json).Run();
+        exitCode = RunLoop(signals, connections, devices, inbox, **session, options.style, output).Run();
     }
     if (const auto unsaved = (*session)->End()) return Fail(*unsaved);
     return exitCode;

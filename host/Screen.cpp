@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <string_view>
 
 namespace netinfo {
@@ -15,7 +16,8 @@ constexpr std::string_view HIDE_CURSOR = "\033[?25l";
 constexpr std::string_view SHOW_CURSOR = "\033[?25h";
 constexpr std::string_view CUT_LINES = "\033[?7l";
 constexpr std::string_view WRAP_LINES = "\033[?7h";
-constexpr std::string_view CLEAR_REST_OF_LINE = "\033[K";
+// From its beginning: at the end of a line that is full, its last column would be cleared as well.
+constexpr std::string_view CLEAR_LINE = "\033[K";
 constexpr std::string_view CLEAR_BELOW = "\033[J";
 
 }  // namespace
@@ -28,6 +30,12 @@ TerminalSize SizeOfTerminal(int descriptor)
     if (told.ws_col != 0) size.columns = told.ws_col;
     if (told.ws_row != 0) size.rows = told.ws_row;
     return size;
+}
+
+std::size_t MostColumns(int descriptor)
+{
+    if (isatty(descriptor) == 0) return std::numeric_limits<std::size_t>::max();
+    return SizeOfTerminal(descriptor).columns;
 }
 
 bool CanRedraw(int descriptor)
@@ -54,7 +62,7 @@ std::string Screen::Draw(const std::vector<std::string>& lines, std::size_t rows
 
     m_drawn = std::min(lines.size(), most);
     for (std::size_t i = 0; i < m_drawn; ++i)
-        text += fmt::format("{}{}\r\n", lines[i], CLEAR_REST_OF_LINE);
+        text += fmt::format("{}{}\r\n", CLEAR_LINE, lines[i]);
     text += CLEAR_BELOW;
     return text;
 }

@@ -15,6 +15,9 @@ struct TerminalSize
 /// The size of the terminal behind `descriptor`; 80 by 24 where it does not say.
 TerminalSize SizeOfTerminal(int descriptor);
 
+/// The columns that a line of text for `descriptor` may have: those of a terminal, any number elsewhere.
+std::size_t MostColumns(int descriptor);
+
 /// True if `descriptor` is a terminal that a table can be redrawn on.
 bool CanRedraw(int descriptor);
 

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "host/Format.h"
+#include "host/NearestWord.h"
 #include "host/StoredSetting.h"
 #include "host/TrafficType.h"
 #include "platform/common/Directories.h"
@@ -24,6 +25,8 @@ namespace {
 constexpr std::string_view WEEK_START = "week-start";
 constexpr std::string_view MONTH_START = "month-start";
 constexpr std::string_view LIMIT_COMMAND = "limit-command";
+constexpr std::string_view CHECKPOINT = "checkpoint";
+constexpr std::string_view DEFAULT_CHECKPOINT = "300";
 constexpr std::string_view NONE = "none";
 constexpr std::string_view LINK_PREFIX = "link.";
 constexpr std::string_view DEFAULT = "default";
@@ -31,6 +34,7 @@ constexpr std::string_view AUTO = "auto";
 constexpr std::string_view IGNORE = "ignore";
 constexpr std::size_t LONGEST_LINK_NAME = 15;  // bytes; the kernel's limit
 constexpr unsigned long long LAST_MONTH_START = 28;
+constexpr unsigned long long LONGEST_CHECKPOINT = 86'400;  // seconds
 
 constexpr std::array<std::string_view, 7> WEEKDAYS{"sunday",   "monday", "tuesday", "wednesday",
                                                    "thursday", "friday", "saturday"};
@@ -102,6 +106,19 @@ std::optional<std::string> CommandToStored(const std::string& value)
     return LowerCase(value) == NONE ? "" : value;
 }
 
+std::optional<std::string> CheckpointFromStored(const std::string& stored)
+{
+    unsigned long long seconds = 0;
+    if (!ParseDigits(stored, seconds) || seconds > LONGEST_CHECKPOINT) return std::nullopt;
+    return std::to_string(seconds);
+}
+
+std::optional<std::string> CheckpointToStored(const std::string& value)
+{
+    if (LowerCase(value) == DEFAULT) return "";
+    return CheckpointFromStored(value);
+}
+
 /// What the kernel takes for a name and the settings file can keep.
 bool CanHaveRule(std::string_view link)
 {
@@ -128,12 +145,21 @@ Result<Form> FindForm(const std::string& key)
         return Form{"limit",           "command",      NONE, "a command of one line, or none",
                     CommandFromStored, CommandToStored};
     }
+    if (key == CHECKPOINT) {
+        return Form{"host",
+                    "checkpoint",
+                    DEFAULT_CHECKPOINT,
+                    "a number of seconds from 1 to 86400, or 0 for never",
+                    CheckpointFromStored,
+                    CheckpointToStored};
+    }
     if (!key.starts_with(LINK_PREFIX)) {
-        return Failure{
-            fmt::format("there is no setting '{}', only week-start, month-start, limit-command and "
-                        "link.NAME",
-                        Printable(key)),
-            EXIT_USAGE};
+        const std::vector<std::string> known{std::string(WEEK_START), std::string(MONTH_START),
+                                             std::string(LIMIT_COMMAND), std::string(CHECKPOINT)};
+        return Failure{fmt::format("there is no setting '{}', only week-start, month-start, limit-command, "
+                                   "checkpoint and link.NAME{}",
+                                   Printable(key), DidYouMean(key, known)),
+                       EXIT_USAGE};
     }
     const std::string link = key.substr(LINK_PREFIX.size());
     if (!CanHaveRule(link)) {
@@ -186,7 +212,7 @@ Result<Setting> ReadSetting(const std::string& key)
 std::vector<Setting> ReadSettings()
 {
     std::vector<std::string> keys{std::string(WEEK_START), std::string(MONTH_START),
-                                  std::string(LIMIT_COMMAND)};
+                                  std::string(LIMIT_COMMAND), std::string(CHECKPOINT)};
     // The store answers for names; which names there are, only its files tell.
     std::set<std::string> links;
     AddRuledLinks(ModuleDirectory() + "DataUsageLimit.ini", links);
@@ -227,6 +253,12 @@ PeriodStarts ReadPeriodStarts()
     if (ParseDigits(ReadStored("uselimit", "startmonthdate"), number) && number < LAST_MONTH_START)
         starts.monthDay = static_cast<unsigned>(number) + 1;
     return starts;
+}
+
+long long ReadCheckpoint()
+{
+    const auto stored = CheckpointFromStored(ReadStored("host", CHECKPOINT));
+    return std::stoll(stored.value_or(std::string(DEFAULT_CHECKPOINT)));
 }
 
 }  // namespace netinfo

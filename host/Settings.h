@@ -14,6 +14,7 @@ namespace netinfo {
 ///   week-start     sunday ... saturday                 "uselimit"/"startweekdate", 0 ... 6
 ///   month-start    1 ... 28                            "uselimit"/"startmonthdate", 0 ... 27
 ///   limit-command  a command for the shell, none       "limit"/"command", the same; none is nothing stored
+///   checkpoint     0 ... 86400, seconds; 0 is never    "host"/"checkpoint", the same; 300 unless stored
 ///   link.NAME      dial-up, wifi, adsl, ignore, auto   "links"/NAME, the same; auto is nothing stored
 ///
 /// Threads: any. Errors: an unknown key or a value out of range is EXIT_USAGE, and nothing is changed.
@@ -27,13 +28,16 @@ struct Setting
 
 /// One setting.
 Result<Setting> ReadSetting(const std::string& key);
-/// Both period starts, the command of the limit, and every link that has a rule.
+/// Both period starts; what else is stored: the command of the limit, the checkpoint, and the rules of links.
 std::vector<Setting> ReadSettings();
-/// Stores `value` and returns the setting as it then is. The value "default" takes a period start back to
-/// sunday or 1, as "auto" takes back a link's rule.
+/// Stores `value` and returns the setting as it then is. The value "default" takes back what is stored of a
+/// period start or the checkpoint, as "auto" takes back a link's rule.
 Result<Setting> WriteSetting(const std::string& key, const std::string& value);
 
 /// Both period starts as numbers. What is stored and not understood counts as not stored.
 PeriodStarts ReadPeriodStarts();
+/// Seconds that figures may wait to be written; 0: for ever. What is stored and not understood counts as not
+/// stored.
+long long ReadCheckpoint();
 
 }  // namespace netinfo

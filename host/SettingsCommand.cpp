@@ -1,69 +1,67 @@
-#include <string>
-#include <vector>
+#include <unistd.h>
 
+#include <string>
+#include <utility>
+
+#include "host/Answerer.h"
 #include "host/Commands.h"
 #include "host/Format.h"
-#include "host/Json.h"
 #include "host/Output.h"
-#include "host/Settings.h"
-#include "host/StartChecks.h"
+#include "host/Screen.h"
 #include "host/Table.h"
-#include "platform/common/Directories.h"
 
 namespace netinfo {
 namespace {
 
-Json JsonOf(const Setting& setting)
+void TellProblem(const Json& setting)
 {
-    return {{"key", setting.key},
-            {"value", setting.value},
-            {"default", setting.isDefault},
-            {"valid", setting.problem.empty()}};
+    if (setting.is_object() && setting.contains("problem"))
+        Complain(Printable(setting["problem"].get<std::string>()));
 }
 
-/// 0, or the exit code after saying that the settings cannot be read.
-int CheckFiles()
+std::string TableOf(const Json& settings)
 {
-    const auto failure = CheckSettingsFiles(ConfigDirectory(), ModuleDirectory());
-    return failure ? Fail(*failure) : EXIT_DONE;
+    Table table({{"SETTING"}, {"VALUE", Table::Align::Left, Table::Narrow::Shorten}, {""}});
+    for (const Json& setting : settings) {
+        table.Add({Printable(setting.at("key").get<std::string>()),
+                   Printable(setting.at("value").get<std::string>()),
+                   setting.at("default").get<bool>() ? "(default)" : ""});
+    }
+    table.Fit(MostColumns(STDOUT_FILENO));
+    return table.Text();
 }
 
-int PrintOne(const Setting& setting, bool json)
+/// Asks, tells on standard error what is wrong with stored settings, and prints the answer.
+int AskAndShow(const ControlRequest& request, bool json)
 {
-    if (!setting.problem.empty()) Complain(setting.problem);
-    return Print(json ? Indented(JsonOf(setting)) : Printable(setting.value) + "\n");
+    const auto answerer = Answerer::Open("", Purpose::Stored);
+    if (!answerer) return Fail(answerer.Error());
+    const auto answer = (*answerer)->Ask(request);
+    if (!answer) return Fail(answer.Error());
+    const bool all = answer->contains("settings");
+    for (const Json& setting : all ? answer->at("settings") : Json::array({*answer}))
+        TellProblem(setting);
+    return PrintAnswer(*answer, json, [all](const Json& document) {
+        return all ? TableOf(document.at("settings"))
+                   : Printable(document.at("value").get<std::string>()) + "\n";
+    });
 }
 
 }  // namespace
 
-int ListSettingsCommand(bool json)
-{
-    if (const int exitCode = CheckFiles(); exitCode != EXIT_DONE) return exitCode;
-    const std::vector<Setting> settings = ReadSettings();
-    Json list = Json::array();
-    Table table({{"SETTING"}, {"VALUE"}, {""}});
-    for (const Setting& setting : settings) {
-        if (!setting.problem.empty()) Complain(setting.problem);
-        list.push_back(JsonOf(setting));
-        table.Add({Printable(setting.key), Printable(setting.value), setting.isDefault ? "(default)" : ""});
-    }
-    return Print(json ? Indented({{"settings", std::move(list)}}) : table.Text());
-}
+int ListSettingsCommand(bool json) { return AskAndShow({"GET", "/v1/settings"}, json); }
 
 int GetSettingCommand(const std::string& key, bool json)
 {
-    if (const int exitCode = CheckFiles(); exitCode != EXIT_DONE) return exitCode;
-    const auto setting = ReadSetting(key);
-    if (!setting) return Fail(setting.Error());
-    return PrintOne(*setting, json);
+    return AskAndShow({"GET", "/v1/settings", {{"key", key}}}, json);
 }
 
 int SetSettingCommand(const std::string& key, const std::string& value, bool json)
 {
-    if (const int exitCode = CheckFiles(); exitCode != EXIT_DONE) return exitCode;
-    const auto setting = WriteSetting(key, value);
-    if (!setting) return Fail(setting.Error());
-    return PrintOne(*setting, json);
+    Json body;
+    body["key"] = key;
+    body["value"] = value;
+    return AskAndShow({"PUT", "/v1/settings", {}, std::move(body)}, json);
 }
 
 }  // namespace netinfo

@@ -2,10 +2,15 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "host/Json.h"
+#include "host/Style.h"
 #include "host/TrafficType.h"
+#include "platform/dialup/CountedLinks.h"
 #include "plugin/Interfaces.h"
 
 namespace netinfo {
@@ -26,6 +31,11 @@ struct TypeStatus
     unsigned long long downloadedSinceReset = 0;  ///< by every connection of this type
     unsigned long long uploadedSinceReset = 0;
 };
+
+/// For people: "connected", "link up", or "-".
+std::string_view StateName(const TypeStatus& status);
+/// The links, printable, with commas between them.
+std::string LinkNames(const TypeStatus& status);
 
 /// True if nothing but the time differs.
 bool SameFigures(const TypeStatus& left, const TypeStatus& right);
@@ -56,13 +66,42 @@ private:
     std::array<Peak, TRAFFIC_TYPES.size()> m_peaks{};
 };
 
-/// The status of all types as the lines of a table, for a terminal of so many columns (60 or more; a narrower
-/// one sees the left part). `colour` marks the heading and what is connected.
+/// Where a table is drawn, and how.
+struct TableFrame
+{
+    std::size_t columns = 80;
+    std::size_t lines = 100;  ///< at most
+    Style style{};
+    std::string_view hint = "Ctrl-C ends";  ///< stands behind the time
+};
+
+/// The lines of a table of which every terminal should have room: title, types, states, links, speeds.
+inline constexpr std::size_t LEAST_STATUS_LINES = 6;
+
+/// Adds those of the links that are of the status's type.
+void AddLinks(TypeStatus& status, const std::vector<CountedLink>& links);
+
+/// The status of all types as the lines of a table (of 60 columns or more; a narrower terminal sees the left
+/// part). Where there is no room for all of its lines, the least important are left out. An amount too long
+/// for its column has an IEC unit, whatever the style says. Colours mark the heading and what is connected.
 std::vector<std::string> StatusTable(const std::vector<TypeStatus>& statuses, unsigned long long moment,
-                                     std::size_t columns, bool colour);
+                                     const TableFrame& frame);
+
+/// The status of one type for programs, and back; nothing from what is no such document.
+Json StatusDocument(const TypeStatus& status);
+std::optional<TypeStatus> StatusFrom(const Json& document);
+
+/// What a service answers when it is asked for its status.
+struct StatusAnswer
+{
+    unsigned long long time = 0;    ///< moment
+    std::vector<TypeStatus> types;  ///< every type, in their order
+};
+/// Nothing from what is no such answer.
+std::optional<StatusAnswer> StatusAnswerFrom(const Json& document);
 
 /// The status of one type as one line, with its line end: for people, and for programs (JSON).
-std::string StatusLine(const TypeStatus& status, unsigned long long moment);
+std::string StatusLine(const TypeStatus& status, unsigned long long moment, Units units = Units::Iec);
 std::string StatusJson(const TypeStatus& status, unsigned long long moment);
 
 }  // namespace netinfo

@@ -30,8 +30,13 @@ std::optional<Failure> WriteStored(std::string_view section, std::string_view ke
     const Text16 key16 = ToText16(std::string(key));
     if (CGlobalFunction::SetSetting(section16.c_str(), key16.c_str(), ToText16(value).c_str()))
         return std::nullopt;
-    return Failure{fmt::format("the settings file {}DataUsageLimit.ini cannot be written",
-                               Printable(ConfigDirectory()))};
+    const std::string directory = ConfigDirectory();
+    if (directory.empty())
+        return Failure{"there is no settings directory: neither HOME nor NETINFO_CONFIG_DIR is set"};
+    return Failure{
+        fmt::format("the settings file {}DataUsageLimit.ini cannot be written; make it writable or set "
+                    "NETINFO_CONFIG_DIR",
+                    Printable(directory))};
 }
 
 }  // namespace netinfo

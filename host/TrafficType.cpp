@@ -1,5 +1,7 @@
 #include "host/TrafficType.h"
 
+#include <fmt/format.h>
+
 #include "host/Format.h"
 
 namespace netinfo {
@@ -11,6 +13,11 @@ std::optional<TrafficType> FindTrafficType(std::string_view name)
         if (type.name == wanted) return type;
     }
     return std::nullopt;
+}
+
+std::string UnknownTrafficType(std::string_view name)
+{
+    return fmt::format("'{}' is no connection type: dial-up, wifi or adsl", Printable(name));
 }
 
 std::string_view TrafficTypeName(int code)

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace netinfo {
@@ -23,6 +24,9 @@ inline constexpr std::array<TrafficType, 3> TRAFFIC_TYPES{{
 
 /// The type of that name, whatever its case; nothing for any other text.
 std::optional<TrafficType> FindTrafficType(std::string_view name);
+
+/// What to say to who gave another name.
+std::string UnknownTrafficType(std::string_view name);
 
 /// The name of the type with that code; "unknown" for any other number.
 std::string_view TrafficTypeName(int code);

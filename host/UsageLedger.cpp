@@ -17,6 +17,7 @@
 
 #include "host/AddUp.h"
 #include "host/Format.h"
+#include "platform/files/Planted.h"
 
 namespace netinfo {
 namespace {
@@ -302,6 +303,9 @@ std::optional<Failure> UsageLedger::OpenFile()
     {};
     if (stat(LedgerPath(m_directory).c_str(), &status) == 0 && !S_ISREG(status.st_mode))
         return CannotRead(m_directory, "it is not a regular file");
+    if (IsPlanted(LedgerPath(m_directory)))
+        return CannotRead(m_directory,
+                          "everybody can write to its directory, and another user has put it there");
 
     for (const bool again : {false, true}) {
         int schema = 0;

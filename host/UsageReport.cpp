@@ -43,16 +43,6 @@ constexpr std::array<Grouping, 7> GROUPINGS{{
 
 const Grouping& GroupingOf(UsageBy by) { return GROUPINGS.at(static_cast<std::size_t>(by)); }
 
-void AddTo(UsageFigures& figures, const UsageRow& row)
-{
-    AddUpTo(figures.downloaded, row.downloaded);
-    AddUpTo(figures.uploaded, row.uploaded);
-    AddUpTo(figures.seconds, row.seconds);
-    if (!row.recovered) return;
-    AddUpTo(figures.recoveredDownloaded, row.downloaded);
-    AddUpTo(figures.recoveredUploaded, row.uploaded);
-}
-
 std::string HourText(long long moment)
 {
     const ClockTime time = ShownAt(moment);
@@ -154,6 +144,16 @@ Result<unsigned> ParseCount(std::string_view option, const std::string& word)
 
 }  // namespace
 
+void AddTo(UsageFigures& figures, const UsageRow& row)
+{
+    AddUpTo(figures.downloaded, row.downloaded);
+    AddUpTo(figures.uploaded, row.uploaded);
+    AddUpTo(figures.seconds, row.seconds);
+    if (!row.recovered) return;
+    AddUpTo(figures.recoveredDownloaded, row.downloaded);
+    AddUpTo(figures.recoveredUploaded, row.uploaded);
+}
+
 Result<UsageQuery> ParseUsageQuery(const UsageWords& words, long long now)
 {
     const auto moment = static_cast<unsigned long long>(std::max(now, 0LL));
@@ -196,8 +196,7 @@ Result<UsageQuery> ParseUsageQuery(const UsageWords& words, long long now)
     if (!words.type.empty()) {
         const auto type = FindTrafficType(words.type);
         if (!type) {
-            return Wrong(
-                fmt::format("'{}' is no connection type: dial-up, wifi or adsl", Printable(words.type)));
+            return Wrong(UnknownTrafficType(words.type));
         }
         query.type = type->code;
     }

@@ -8,6 +8,7 @@
 #include "host/Json.h"
 #include "host/LocalCalendar.h"
 #include "host/Result.h"
+#include "host/Style.h"
 #include "host/UsageLedger.h"
 
 namespace netinfo {
@@ -79,10 +80,17 @@ Result<UsageReport> MakeUsageReport(const UsageLedger& ledger, const UsageQuery&
                                     const PeriodStarts& starts, long long now);
 
 /// The report as a table with bars, for so many columns.
-std::string UsageTable(const UsageReport& report, std::size_t columns);
+std::string UsageTable(const UsageReport& report, std::size_t columns, const Style& style = {});
+/// The report as a document, and back. Throws what the JSON library does for what is none.
 Json UsageJson(const UsageReport& report);
+UsageReport UsageFrom(const Json& document);
+Json UsageFiguresJson(const UsageFigures& figures);
+UsageFigures UsageFiguresFrom(const Json& document);
 /// Comma-separated values with a heading; lines end with CR LF.
 std::string UsageCsv(const UsageReport& report);
+
+/// Adds what the row has.
+void AddTo(UsageFigures& figures, const UsageRow& row);
 
 /// Bytes of a period, recovered ones included, of one type or of all.
 Result<UsageFigures> SumUsage(const UsageLedger& ledger, long long from, long long to,

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string_view>
 
@@ -14,11 +15,9 @@
 namespace netinfo {
 namespace {
 
-constexpr std::size_t LEAST_BAR = 8;    // columns
-constexpr std::size_t MOST_BAR = 40;    // columns
-constexpr std::size_t WITH_TIME = 72;   // columns from which on the connected time is shown
-constexpr std::string_view DOWN = "█";  // one column of a bar
-constexpr std::string_view UP = "░";
+constexpr std::size_t LEAST_BAR = 8;   // columns
+constexpr std::size_t MOST_BAR = 40;   // columns
+constexpr std::size_t WITH_TIME = 72;  // columns from which on the connected time is shown
 
 struct Heading
 {
@@ -47,6 +46,9 @@ Heading HeadingOf(UsageBy by)
     return {};
 }
 
+constexpr std::array<UsageBy, 7> ALL{UsageBy::Hour, UsageBy::Day,  UsageBy::Week,   UsageBy::Month,
+                                     UsageBy::Year, UsageBy::Type, UsageBy::Profile};
+
 bool ByTime(UsageBy by) { return by != UsageBy::Type && by != UsageBy::Profile; }
 
 unsigned long long Share(unsigned long long part, unsigned long long whole, std::size_t columns)
@@ -57,50 +59,35 @@ unsigned long long Share(unsigned long long part, unsigned long long whole, std:
 }
 
 /// A bar as long as the figures' part of the largest: the download, then the upload.
-std::string Bar(const UsageFigures& figures, unsigned long long largest, std::size_t columns)
+std::string Bar(const UsageFigures& figures, unsigned long long largest, std::size_t columns, bool unicode)
 {
+    const std::string_view down = unicode ? "█" : "#";
+    const std::string_view up = unicode ? "░" : "-";
     const unsigned long long total = figures.Total();
     if (total == 0) return {};
     const auto length = std::max<std::size_t>(Share(total, largest, columns), 1);
     const std::size_t upload = Share(figures.uploaded, total, length);
     std::string bar;
     for (std::size_t i = 0; i < length; ++i)
-        bar += i < length - upload ? DOWN : UP;
+        bar += i < length - upload ? down : up;
     return bar;
 }
 
 std::vector<std::string> Cells(const std::string& name, const UsageFigures& figures, bool withMark,
-                               bool withTime)
+                               bool withTime, Units units)
 {
-    std::string total = FormatBytes(figures.Total());
+    std::string total = FormatBytes(figures.Total(), units);
     if (withMark) total += figures.Recovered() != 0 ? " *" : "  ";
-    std::vector<std::string> cells{name, FormatBytes(figures.downloaded), FormatBytes(figures.uploaded),
-                                   std::move(total)};
+    std::vector<std::string> cells{name, FormatBytes(figures.downloaded, units),
+                                   FormatBytes(figures.uploaded, units), std::move(total)};
     if (withTime) cells.push_back(FormatDuration(figures.seconds));
     return cells;
 }
 
-/// The text of a table as its lines.
-std::vector<std::string> LinesOf(const Table& table)
+std::optional<long long> MomentFrom(const Json& json)
 {
-    std::vector<std::string> lines;
-    const std::string text = table.Text();
-    for (std::size_t start = 0; start < text.size();) {
-        const std::size_t end = text.find('\n', start);
-        lines.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return lines;
-}
-
-Json FiguresJson(const UsageFigures& figures)
-{
-    return {{"downloaded", figures.downloaded},
-            {"uploaded", figures.uploaded},
-            {"total", figures.Total()},
-            {"seconds", figures.seconds},
-            {"recovered",
-             {{"downloaded", figures.recoveredDownloaded}, {"uploaded", figures.recoveredUploaded}}}};
+    if (json.is_null()) return std::nullopt;
+    return json.get<long long>();
 }
 
 template <class Value>
@@ -122,7 +109,28 @@ std::string CsvField(const std::string& text)
 
 }  // namespace
 
-std::string UsageTable(const UsageReport& report, std::size_t columns)
+Json UsageFiguresJson(const UsageFigures& figures)
+{
+    return {{"downloaded", figures.downloaded},
+            {"uploaded", figures.uploaded},
+            {"total", figures.Total()},
+            {"seconds", figures.seconds},
+            {"recovered",
+             {{"downloaded", figures.recoveredDownloaded}, {"uploaded", figures.recoveredUploaded}}}};
+}
+
+UsageFigures UsageFiguresFrom(const Json& json)
+{
+    UsageFigures figures;
+    json.at("downloaded").get_to(figures.downloaded);
+    json.at("uploaded").get_to(figures.uploaded);
+    json.at("seconds").get_to(figures.seconds);
+    json.at("recovered").at("downloaded").get_to(figures.recoveredDownloaded);
+    json.at("recovered").at("uploaded").get_to(figures.recoveredUploaded);
+    return figures;
+}
+
+std::string UsageTable(const UsageReport& report, std::size_t columns, const Style& style)
 {
     if (report.lines.empty()) return "No traffic is recorded for this time.\n";
 
@@ -139,17 +147,17 @@ std::string UsageTable(const UsageReport& report, std::size_t columns)
     for (const UsageLine& line : report.lines) {
         largest = std::max(largest, line.figures.Total());
         const std::string name = line.name.empty() ? "(unknown)" : Printable(line.name);
-        table.Add(Cells(Shorten(name, columns / 3), line.figures, withMark, withTime));
+        table.Add(Cells(Shorten(name, columns / 3), line.figures, withMark, withTime, style.units));
     }
-    table.Add(Cells("total", report.total, withMark, withTime));
+    table.Add(Cells("total", report.total, withMark, withTime, style.units));
 
-    std::vector<std::string> lines = LinesOf(table);
+    std::vector<std::string> lines = table.Lines();
     std::size_t width = 0;
     for (const std::string& line : lines)
         width = std::max(width, Width(line));
     const std::size_t room = columns > width + 2 ? std::min(columns - width - 2, MOST_BAR) : 0;
     for (std::size_t i = 0; room >= LEAST_BAR && i < report.lines.size(); ++i) {
-        const std::string bar = Bar(report.lines[i].figures, largest, room);
+        const std::string bar = Bar(report.lines[i].figures, largest, room, style.unicode);
         if (!bar.empty()) lines[i + 1] = PadRight(lines[i + 1], width + 2) + bar;
     }
 
@@ -157,8 +165,8 @@ std::string UsageTable(const UsageReport& report, std::size_t columns)
     for (const std::string& line : lines)
         text += line + "\n";
     if (withMark) {
-        text += fmt::format("* {} of it passed while nobody counted, and was recovered from the links\n",
-                            FormatBytes(report.total.Recovered()));
+        text += fmt::format("* {} recovered: it passed while nobody counted\n",
+                            FormatBytes(report.total.Recovered(), style.units));
     }
     return text;
 }
@@ -179,11 +187,38 @@ Json UsageJson(const UsageReport& report)
             entry["start"] = line.start;
             entry["end"] = line.end;
         }
-        entry.update(FiguresJson(line.figures));
+        entry.update(UsageFiguresJson(line.figures));
         json["lines"].push_back(std::move(entry));
     }
-    json["total"] = FiguresJson(report.total);
+    json["total"] = UsageFiguresJson(report.total);
     return json;
+}
+
+UsageReport UsageFrom(const Json& document)
+{
+    UsageReport report;
+    const auto member = document.at("by").get<std::string>();
+    for (const UsageBy by : ALL) {
+        if (HeadingOf(by).member == member) report.by = by;
+    }
+    if (!document.at("type").is_null()) {
+        const auto type = FindTrafficType(document["type"].get<std::string>());
+        if (type) report.type = type->code;
+    }
+    report.from = MomentFrom(document.at("from"));
+    report.to = MomentFrom(document.at("to"));
+    for (const Json& json : document.at("lines")) {
+        UsageLine line;
+        json.at(member).get_to(line.name);
+        if (ByTime(report.by)) {
+            json.at("start").get_to(line.start);
+            json.at("end").get_to(line.end);
+        }
+        line.figures = UsageFiguresFrom(json);
+        report.lines.push_back(std::move(line));
+    }
+    report.total = UsageFiguresFrom(document.at("total"));
+    return report;
 }
 
 std::string UsageCsv(const UsageReport& report)

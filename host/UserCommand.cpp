@@ -27,7 +27,7 @@ std::vector<std::string> EnvironmentWith(const UserCommand::Variables& variables
         if (!replaced) entries.emplace_back(text);
     }
     for (const auto& [name, value] : variables)
-        entries.push_back(name + "=" + value);
+        entries.push_back(fmt::format("{}={}", name, value));
     return entries;
 }
 

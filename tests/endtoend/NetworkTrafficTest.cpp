@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <nlohmann/json.hpp>
@@ -54,7 +55,8 @@ class Namespace
 public:
     explicit Namespace(const std::string& name) : m_name(name + "-" + std::to_string(getpid()))
     {
-        m_made = Shell("ip netns add " + m_name);
+        // Where the root directory is no mount, one can be made but not entered.
+        m_made = Shell("ip netns add " + m_name) && Ip("link set lo up");
         // The only traffic is the test's own.
         Do([] { std::ofstream("/proc/sys/net/ipv6/conf/all/disable_ipv6") << 1; });
         Do([] { std::ofstream("/proc/sys/net/ipv6/conf/default/disable_ipv6") << 1; });
@@ -129,7 +131,8 @@ protected:
     void SetUp() override
     {
         if (geteuid() != 0) GTEST_SKIP() << "network namespaces need root";
-        if (!m_machine.Made() || !m_far.Made()) GTEST_SKIP() << "no network namespace can be made here";
+        if (!m_machine.Made() || !m_far.Made())
+            GTEST_SKIP() << "no network namespace can be made and entered here";
     }
 
     /// A link to the far side, down as yet. `number` 1 to 9 gives it the addresses 10.77.<number>.1 and .2.
@@ -171,9 +174,9 @@ protected:
         return m_machine.Count("br0").received != 0;
     }
 
-    Program Netinfo(const std::string& rules)
+    Program Netinfo(const std::string& rules, const std::string& otherSettings = "")
     {
-        nettest::WriteFile(m_directory.File("DataUsageLimit.ini"), "[links]\n" + rules);
+        nettest::WriteFile(m_directory.File("DataUsageLimit.ini"), "[links]\n" + rules + otherSettings);
         return Program(
             {"/bin/sh", "-c", "exec ip netns exec " + m_machine.Name() + " " NETINFO_PROGRAM " run --json"},
             {{"NETINFO_DATA_DIR", m_directory.Path()},
@@ -218,15 +221,20 @@ protected:
         }
     }
 
+    /// Attribute `name` of the first element behind the text `behind` in the saved file that begins with
+    /// `element`.
+    unsigned long long SavedNumber(const std::string& element, const std::string& name,
+                                   const std::string& behind = "<xml>") const
+    {
+        const std::string file = nettest::ReadFile(m_directory.File("NetInfo.dat"));
+        const auto value = file.find(" " + name + "=\"", file.find(element, file.find(behind)));
+        if (value == std::string::npos) return 0;
+        return std::strtoull(file.c_str() + value + name.size() + 3, nullptr, 10);
+    }
     /// A number of the saved file: attribute `name` of the `since` element of a type.
     unsigned long long Saved(const std::string& label, const std::string& name) const
     {
-        const std::string file = nettest::ReadFile(m_directory.File("NetInfo.dat"));
-        const auto transfer = file.find("<transfer type=\"" + label + "\"");
-        const auto since = file.find("<since", transfer);
-        const auto value = file.find(" " + name + "=\"", since);
-        if (value == std::string::npos) return 0;
-        return std::strtoull(file.c_str() + value + name.size() + 3, nullptr, 10);
+        return SavedNumber("<since", name, "<transfer type=\"" + label + "\"");
     }
 
     /// The total that `netinfo usage` tells of a type.
@@ -307,6 +315,85 @@ TEST_F(NetworkTraffic, EqualsTheKernelsCountWhileLinksComeAndGo)
     ExpectTraffic({Saved("ADSL", "downloaded"), Saved("ADSL", "uploaded")}, expected, 1);
     ExpectTraffic({Saved("WiFi", "downloaded"), Saved("WiFi", "uploaded")}, second, 1);
     EXPECT_NE(nettest::ReadFile(m_directory.File("NetInfo.dat")).find(" apn=\"eth1\""), std::string::npos);
+}
+
+TEST_F(NetworkTraffic, IsCountedByARuleThatIsChangedWhileItRuns)
+{
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+    Program program = Netinfo("eth1=adsl\n");
+    ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+
+    nettest::WriteFile(m_directory.File("DataUsageLimit.ini"), "[links]\neth1=wifi\n");
+
+    EXPECT_TRUE(Becomes(program, "wifi", true));
+    EXPECT_TRUE(Becomes(program, "adsl", false));
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Wait(), 0) << program.Errors();
+}
+
+TEST_F(NetworkTraffic, LosesAtMostTheCheckpointWhenItIsKilled)
+{
+    constexpr long INTERVAL = 2;  // seconds
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+    Program program = Netinfo("eth1=adsl\n", "[host]\ncheckpoint = " + std::to_string(INTERVAL) + "\n");
+    ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+
+    // When it is killed under traffic, some seconds after it said that it was counting.
+    const long counting = Newest(program, "adsl")["time"];
+    while (Newest(program, "adsl")["time"] < counting + 4 * INTERVAL) {
+        Transfer(1, 100'000, 10'000);
+        ASSERT_TRUE(program.WaitFor("\n")) << program.Errors();
+    }
+    program.Signal(SIGKILL);
+    EXPECT_EQ(program.Wait(), -SIGKILL);
+
+    // Then the file holds all that was shown an interval before its last word. A second may pass from what a
+    // line shows to the tick that writes it.
+    const long last = Newest(program, "adsl")["time"];
+    const Traffic saved{Saved("ADSL", "downloaded"), Saved("ADSL", "uploaded")};
+    int lines = 0;
+    std::istringstream text(program.Text());
+    for (std::string line; std::getline(text, line);) {
+        const Json json = Json::parse(line, nullptr, false);
+        if (!json.is_object() || json["type"] != "adsl" || json["time"] > last - INTERVAL - 1) continue;
+        EXPECT_GE(saved.received, json["since_reset"]["downloaded"]) << line;
+        EXPECT_GE(saved.sent, json["since_reset"]["uploaded"]) << line;
+        ++lines;
+    }
+    EXPECT_GT(lines, 0);
+    EXPECT_GT(saved.received, 0U);
+
+    // And the next command goes on from there.
+    Program report({NETINFO_PROGRAM, "report", "--json"},
+                   {{"NETINFO_DATA_DIR", m_directory.Path()}, {"NETINFO_CONFIG_DIR", m_directory.Path()}});
+    EXPECT_EQ(report.Wait(), 0) << report.Errors();
+    EXPECT_EQ(Saved("ADSL", "downloaded"), saved.received);
+}
+
+TEST_F(NetworkTraffic, ShowsWithinTwoSecondsAndIsInTheFileAfterCtrlC)
+{
+    ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
+    ASSERT_NO_FATAL_FAILURE(Up("eth1", 1));
+
+    // The program's own clock readings tell when it knew, however late this test gets to read them.
+    const std::time_t started = std::time(nullptr);
+    Program program = Netinfo("eth1=adsl\n");
+    ASSERT_TRUE(Becomes(program, "adsl", true)) << program.Errors();
+    EXPECT_LE(Newest(program, "adsl")["time"], started + 2);
+
+    const Traffic before = m_machine.Count("eth1");
+    Transfer(1, 10'000'000, 1'000'000);
+    const Traffic expected = m_machine.Count("eth1") - before;
+    const std::time_t moved = std::time(nullptr);
+    ExpectTraffic(SinceReset(program, "adsl", expected), expected, 0);
+    EXPECT_LE(Newest(program, "adsl")["time"], moved + 2);
+
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.Wait(), 0) << program.Errors();
+    ExpectTraffic({Saved("ADSL", "downloaded"), Saved("ADSL", "uploaded")}, expected, 0);
+    ExpectTraffic({SavedNumber("<item", "downloaded"), SavedNumber("<item", "uploaded")}, expected, 0);
 }
 
 TEST_F(NetworkTraffic, LosesNothingWhenOneOfTwoLinksOfATypeLeavesOrComesBack)

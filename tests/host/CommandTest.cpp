@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
@@ -13,6 +15,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/DataLock.h"
@@ -60,6 +63,25 @@ struct CommandTest : nettest::ProgramTest
         EXPECT_FALSE((*ledger)->Commit({}));
     }
 
+    /// The words of every command, as the help of its parent lists it, `words` themselves first.
+    std::vector<std::vector<std::string>> CommandsBelow(const std::vector<std::string>& words)
+    {
+        std::vector<std::vector<std::string>> commands{words};
+        for (std::size_t i = 0; i < commands.size(); ++i) {
+            std::vector<std::string> asked = commands[i];
+            asked.emplace_back("--help");
+            std::istringstream help(Run(asked).text);
+            std::string line;
+            while (std::getline(help, line) && line != "Commands:")
+                continue;
+            while (std::getline(help, line) && !line.empty()) {
+                commands.push_back(commands[i]);
+                std::istringstream(line) >> commands.back().emplace_back();
+            }
+        }
+        return commands;
+    }
+
     std::vector<std::string> Log() const
     {
         std::istringstream text(nettest::ReadFile(directory.File("log")));
@@ -98,9 +120,10 @@ TEST_F(CommandTest, ShowsHelpWithExamplesAndItsVersion)
 TEST_F(CommandTest, ShowsHelpOfEveryCommand)
 {
     const std::vector<std::vector<std::string>> commands{
-        {"run"},     {"report"},   {"history"},         {"records"},         {"records", "remove"},
-        {"reset"},   {"settings"}, {"settings", "get"}, {"settings", "set"}, {"settings", "list"},
-        {"devices"}, {"usage"},    {"limit"},           {"limit", "set"},    {"limit", "clear"}};
+        {"run"},           {"report"},   {"history"},         {"records"},         {"records", "remove"},
+        {"reset"},         {"settings"}, {"settings", "get"}, {"settings", "set"}, {"settings", "list"},
+        {"devices"},       {"live"},     {"usage"},           {"limit"},           {"limit", "set"},
+        {"limit", "clear"}};
     for (std::vector<std::string> words : commands) {
         words.emplace_back("--help");
         const Outcome help = Run(words);
@@ -110,10 +133,71 @@ TEST_F(CommandTest, ShowsHelpOfEveryCommand)
     EXPECT_THAT(Log(), IsEmpty());
 }
 
+TEST_F(CommandTest, TeachesEveryCommandWithExamplesInEightyColumns)
+{
+    const auto commands = CommandsBelow({});
+    EXPECT_GE(commands.size(), 18U);
+    for (std::vector<std::string> words : commands) {
+        SCOPED_TRACE(testing::PrintToString(words));
+        words.emplace_back("--help");
+        const Outcome help = Run(words);
+
+        EXPECT_EQ(help.exitCode, 0);
+        EXPECT_EQ(help.errors, "");
+        EXPECT_THAT(help.text, testing::ContainsRegex("\nExamples?:\n  netinfo "));
+        std::istringstream lines(help.text);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_LE(line.size(), 80U) << line;
+            EXPECT_THAT(line, Not(EndsWith(" "))) << line;
+        }
+    }
+}
+
+TEST_F(CommandTest, TeachesNothingThatItThenRefuses)
+{
+    for (std::vector<std::string> words : CommandsBelow({})) {
+        words.emplace_back("--help");
+        std::istringstream lines(Run(words).text);
+        for (std::string line; std::getline(lines, line);) {
+            if (!line.starts_with("  netinfo ")) continue;
+            if (line.starts_with("  netinfo run") || line.starts_with("  netinfo live")) continue;  // no end
+            SCOPED_TRACE(line);
+            line = line.substr(0, std::min(line.find(" | "), line.find("  ", 3)));
+            Program program({"/bin/sh", "-c", "netinfo() { \"$0\" \"$@\"; };" + line, NETINFO_PROGRAM},
+                            environment);
+            program.EndInput();
+            const bool understood = program.Wait() != 2;
+            EXPECT_TRUE(understood || program.Errors() == "netinfo: there are no records\n")
+                << program.Errors();
+        }
+    }
+}
+
+TEST_F(CommandTest, HelpIsACommandToo)
+{
+    EXPECT_EQ(Run({"help"}).text, Run({"--help"}).text);
+    EXPECT_EQ(Run({"help", "usage"}).text, Run({"usage", "--help"}).text);
+    EXPECT_EQ(Run({"help", "limit", "set"}).text, Run({"limit", "set", "--help"}).text);
+    ExpectComplaint(Run({"help", "usgae"}), 2, "there is no command 'usgae'; did you mean 'usage'?\n");
+    ExpectComplaint(Run({"help", "limit", "set", "20GB"}), 2,
+                    "'20GB' is one word too many for netinfo limit set; see netinfo limit set --help\n");
+}
+
+TEST_F(CommandTest, NamesTheNearestCommandOrOption)
+{
+    ExpectComplaint(Run({"reprot"}), 2, "netinfo: there is no command 'reprot'; did you mean 'report'?\n");
+    ExpectComplaint(Run({"limit", "sett"}), 2, "no command 'limit sett'; did you mean 'limit set'?\n");
+    ExpectComplaint(Run({"usage", "--form=7d"}), 2, "no option '--form'; did you mean '--from'?\n");
+    ExpectComplaint(Run({"reset", "--yess", "wifi"}), 2, "no option '--yess'; did you mean '--yes'?\n");
+    ExpectComplaint(Run({"settings", "get", "week-strat"}), 2, "; did you mean 'week-start'?\n");
+    ExpectComplaint(Run({"\033[31m"}), 2, "there is no command '\\x1B[31m'; see netinfo --help\n");
+    ExpectComplaint(Run({"run", "again"}), 2, "'again' is one word too many for netinfo run; see");
+    ExpectComplaint(Run({"records", "list"}), 2, "no command 'records list'; see netinfo records --help\n");
+}
+
 TEST_F(CommandTest, RefusesWrongUsageWithOneLine)
 {
     const std::vector<std::vector<std::string>> cases{
-        {},
         {"frobnicate"},
         {"--frobnicate"},
         {"run", "--frobnicate"},
@@ -138,12 +222,77 @@ TEST_F(CommandTest, RefusesWrongUsageWithOneLine)
         {"limit", "set", "20GB", "30GB"},
         {"limit", "unset"},
         {"limit", "20GB"},
+        {"usage", "--units"},
+        {"usage", "--units", "kib"},
+        {"limit", "--color", "red"},
+        {"help", "frobnicate"},
     };
     for (const auto& words : cases) {
         SCOPED_TRACE(testing::PrintToString(words));
         ExpectComplaint(Run(words), 2, "");
     }
     EXPECT_FALSE(std::filesystem::exists(directory.File("data")));
+}
+
+// --- the summary ---
+
+TEST_F(CommandTest, TeachesANewcomerAndMakesNothing)
+{
+    const Outcome outcome = Run({});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_THAT(outcome.text, HasSubstr("\nNothing was counted yet; to start: netinfo run\n"));
+    EXPECT_THAT(outcome.text, HasSubstr("netinfo limit set 20GB"));
+    EXPECT_EQ(Json::parse(Run({"--json"}).text)["counting"], false);
+    EXPECT_FALSE(std::filesystem::exists(directory.File("data")));
+    EXPECT_FALSE(std::filesystem::exists(directory.File("config")));
+    EXPECT_FALSE(std::filesystem::exists(directory.File("state")));
+    EXPECT_THAT(Log(), IsEmpty()) << "it needs no module";
+}
+
+TEST_F(CommandTest, SumsUpWhatWasUsedAndSaysThatNothingCounts)
+{
+    AddUsage(6000, 30);
+    Run({"limit", "set", "12060"});
+    const Outcome outcome = Run({"--units", "bytes"});
+
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_THAT(outcome.text, HasSubstr("\nNothing is counting; to start: netinfo run\n"));
+    EXPECT_THAT(outcome.text, testing::ContainsRegex("WiFi +6030 B +6030 B +6030 B\n"));
+    EXPECT_THAT(outcome.text, HasSubstr("Limit  6030 B of 12060 per month\n"));
+    EXPECT_THAT(outcome.text, HasSubstr("] 50 %; 6030 B left, "));
+    EXPECT_THAT(outcome.text, Not(HasSubstr("\033")));
+    EXPECT_THAT(Run({"--color=always"}).text, HasSubstr("\033[1mTYPE"));
+
+    const Json json = Json::parse(Run({"--json", "--units", "si"}).text);
+    EXPECT_EQ(json["used"]["today"]["wifi"]["total"], 6030);
+    EXPECT_EQ(json["limit"]["percent"], 50);
+}
+
+TEST_F(CommandTest, SumsUpWhatTheServiceCounts)
+{
+    environment["NETINFO_SCRIPT"] = "beat";
+    const auto service = Start({"run", "--module", NETINFO_SCRIPTED_MODULE});
+    ASSERT_TRUE(service->WaitFor("connected"));
+
+    const Outcome outcome = Run({});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_THAT(outcome.text, HasSubstr("\ncounting"));
+    EXPECT_THAT(outcome.text, testing::ContainsRegex("WiFi +connected.* 1.00 KiB/s +0 B/s\n"));
+    const Json json = Json::parse(Run({"--json"}).text);
+    EXPECT_EQ(json["counting"], true);
+    EXPECT_EQ(json["types"][1]["download_speed"], 1024);
+    service->Signal(SIGTERM);
+    EXPECT_EQ(service->Wait(), 0);
+}
+
+TEST_F(CommandTest, SaysWhatKeepsItFromSummingUp)
+{
+    std::filesystem::create_directory(directory.File("data"));
+    nettest::WriteFile(DataFile("usage.db"), "no database at all");
+    ExpectComplaint(Run({}), 1, "it is damaged; netinfo run will set it aside");
+    std::filesystem::create_directories(directory.File("config/DataUsageLimit.ini"));
+    ExpectComplaint(Run({}), 1, "DataUsageLimit.ini cannot be read");
 }
 
 // --- figures ---
@@ -230,6 +379,54 @@ TEST_F(CommandTest, ListsNoRecordsWhereThereIsNoneOrNoList)
         EXPECT_EQ(RunWithModule({"records", "--last"}).text, "no records\n");
         EXPECT_TRUE(Json::parse(RunWithModule({"records", "--json"}).text)["records"].empty());
     }
+}
+
+TEST_F(CommandTest, ShowsAmountsInTheUnitsAskedFor)
+{
+    EXPECT_THAT(RunWithModule({"report", "--units", "si"}).text,
+                HasSubstr("WiFi     today        2024-05-01 00:00:00  11.3 kB  5.63 kB  16.9 kB"));
+    EXPECT_THAT(RunWithModule({"report", "--units", "bytes"}).text,
+                HasSubstr("WiFi     today        2024-05-01 00:00:00  11264 B   5632 B  16896 B  00:01:00"));
+    EXPECT_THAT(RunWithModule({"history", "--since", "2024-05-01", "--units", "si"}).text,
+                HasSubstr("6.14 kB  3.07 kB  9.22 kB"));
+    EXPECT_THAT(RunWithModule({"records", "--units", "bytes"}).text, HasSubstr("5242880 B  1048576 B"));
+    AddUsage(6000, 30);
+    EXPECT_THAT(Run({"usage", "--units", "si"}).text, HasSubstr("6.00 kB  30 B  6.03 kB"));
+    EXPECT_THAT(Run({"usage", "--units", "BYTES"}).text, HasSubstr("6000 B  30 B  6030 B"));
+    EXPECT_THAT(Run({"limit", "set", "20GB", "--units", "si"}).text, HasSubstr("Left      20.0 GB,"));
+    EXPECT_THAT(Run({"limit", "--units", "bytes"}).text, HasSubstr("Left      19999993970 B,"));
+    ExpectComplaint(Run({"usage", "--units", "kib"}), 2, "--units takes iec, si or bytes, not 'kib'");
+}
+
+TEST_F(CommandTest, GivesProgramsBytesWhateverTheUnits)
+{
+    AddUsage(6000, 30);
+    EXPECT_EQ(Run({"usage", "--json", "--units", "si"}).text, Run({"usage", "--json"}).text);
+    EXPECT_EQ(RunWithModule({"report", "--json", "--units", "si"}).text,
+              RunWithModule({"report", "--json"}).text);
+}
+
+TEST_F(CommandTest, ColoursTheLimitWhenAskedTo)
+{
+    Run({"limit", "set", "1000"});
+    EXPECT_THAT(Run({"limit"}).text, Not(HasSubstr("\033")));
+    EXPECT_THAT(Run({"limit", "--color", "always"}).text, HasSubstr("\033[32m"));
+    AddUsage(800, 0);
+    EXPECT_THAT(Run({"limit", "--color", "always"}).text, HasSubstr("\033[33m"));
+    AddUsage(200, 0);
+    EXPECT_THAT(Run({"limit", "--color", "always"}).text, HasSubstr("\033[31m"));
+    EXPECT_THAT(Run({"limit", "--color", "never"}).text, Not(HasSubstr("\033")));
+    ExpectComplaint(Run({"limit", "--color", "red"}), 2, "--color takes auto, always or never, not 'red'");
+}
+
+TEST_F(CommandTest, DrawsBarsThatTheLocaleHas)
+{
+    AddUsage(600, 300);
+    Run({"limit", "set", "1000"});
+    environment["LC_ALL"] = "de_DE.ISO-8859-1";
+    EXPECT_THAT(Run({"usage"}).text, HasSubstr("###---"));
+    EXPECT_THAT(Run({"limit"}).text, HasSubstr("####-"));
+    EXPECT_THAT(Run({"usage"}).text + Run({"limit"}).text, Not(HasSubstr("█")));
 }
 
 // --- changes ---
@@ -447,7 +644,7 @@ TEST_F(CommandTest, ShowsUsageWhileAnotherProcessCounts)
 TEST_F(CommandTest, MakesNothingWhereNothingWasEverCounted)
 {
     EXPECT_EQ(Run({"usage"}).text, "No traffic is recorded for this time.\n");
-    EXPECT_EQ(Run({"limit"}).text, "There is no limit. Set one: netinfo limit set 20GB --per month\n");
+    EXPECT_EQ(Run({"limit"}).text, "There is no limit. Set one: netinfo limit set 20GB\n");
     EXPECT_EQ(Json::parse(Run({"limit", "--json"}).text), Json::parse(R"({"limit":null})"));
     EXPECT_FALSE(std::filesystem::exists(directory.File("data")));
     EXPECT_FALSE(std::filesystem::exists(directory.File("config")));
@@ -518,6 +715,25 @@ TEST_F(CommandTest, RunRecordsWhatThePluginCounts)
 
     const Json json = Json::parse(Run({"usage", "--by", "type", "--json"}).text);
     EXPECT_GT(json["total"]["total"], 0) << json;
+}
+
+TEST_F(CommandTest, RunHasThePluginWriteAtEveryCheckpoint)
+{
+    ASSERT_EQ(Run({"settings", "set", "checkpoint", "1"}).text, "1\n");
+    environment["NETINFO_SCRIPT"] = "beat";
+    const auto program = Start({"run", "--module", NETINFO_SCRIPTED_MODULE});
+    ASSERT_TRUE(program->WaitFor("connected"));
+    const std::vector<std::string> writing{"begin remove", "remove -1", "end remove"};
+    const auto hasWritten = [&] {
+        const std::vector<std::string> log = Log();
+        return std::search(log.begin(), log.end(), writing.begin(), writing.end()) != log.end();
+    };
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!hasWritten() && std::chrono::steady_clock::now() < limit)
+        std::this_thread::yield();
+    EXPECT_TRUE(hasWritten());
+    program->Signal(SIGTERM);
+    EXPECT_EQ(program->Wait(), 0);
 }
 
 TEST_F(CommandTest, RunSetsADamagedLedgerAsideAndCountsOn)
@@ -611,12 +827,24 @@ TEST_F(CommandTest, TellsWhereADamagedDataFileWasKept)
 {
     environment["NETINFO_SCRIPT"] = "set-aside";
 
-    const Outcome outcome = RunWithModule({"report"});
+    const Outcome outcome = RunWithModule({"reset", "wifi", "--yes"});
 
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.errors, "netinfo: NetInfo.dat was damaged; it is kept as " +
                                   DataFile("NetInfo.dat.bad-1714557600") + "\n");
-    EXPECT_EQ(RunWithModule({"report"}).errors, "");  // that was then
+    EXPECT_EQ(RunWithModule({"reset", "wifi", "--yes"}).errors, "");  // that was then
+}
+
+TEST_F(CommandTest, LeavesADamagedDataFileToWhoCounts)
+{
+    environment["NETINFO_SCRIPT"] = "set-aside";
+
+    const Outcome outcome = RunWithModule({"report"});
+
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.errors,
+              "netinfo: NetInfo.dat is damaged; netinfo run will set it aside and begin a new one\n");
+    EXPECT_FALSE(std::filesystem::exists(directory.File("data")));
 }
 
 TEST_F(CommandTest, SaysWhenItsOutputCannotBeWritten)
@@ -640,8 +868,8 @@ TEST_F(CommandTest, SaysWhenItsOutputCannotBeWritten)
 
 TEST_F(CommandTest, KeepsItsFilesOffClosedStandardStreams)
 {
-    Program program({"/bin/sh", "-c", "exec \"$0\" report --module \"$1\" 0<&- 1>&- 2>&-", NETINFO_PROGRAM,
-                     NETINFO_SCRIPTED_MODULE},
+    Program program({"/bin/sh", "-c", "exec \"$0\" reset wifi --yes --module \"$1\" 0<&- 1>&- 2>&-",
+                     NETINFO_PROGRAM, NETINFO_SCRIPTED_MODULE},
                     environment);
     EXPECT_EQ(program.Wait(), 0);
     EXPECT_THAT(nettest::ReadFile(DataFile("netinfo.lock")), testing::MatchesRegex("[0-9]+\n"));
@@ -748,6 +976,24 @@ TEST_F(CommandTest, RunUsesNoColourWhenAskedNotTo)
 
     EXPECT_EQ(program->Wait(), 0);
     EXPECT_THAT(program->Text(), Not(HasSubstr("\033[1m")));
+}
+
+TEST_F(CommandTest, RunFollowsUnitsAndColourOfTheCommandLine)
+{
+    environment["NETINFO_SCRIPT"] = "beat";
+    environment["NO_COLOR"] = "1";
+    const auto program =
+        Start({"run", "--color", "always", "--units", "bytes", "--module", NETINFO_SCRIPTED_MODULE},
+              Program::Output::Terminal);
+    EXPECT_TRUE(program->WaitFor("\033[1m"));
+    EXPECT_TRUE(program->WaitFor("  4096 B"));
+    program->Signal(SIGTERM);
+    EXPECT_EQ(program->Wait(), 0);
+
+    const auto lines = Start({"run", "--units", "si", "--module", NETINFO_SCRIPTED_MODULE});
+    EXPECT_TRUE(lines->WaitFor("connection 4.10 kB / 2.05 kB"));
+    lines->Signal(SIGTERM);
+    EXPECT_EQ(lines->Wait(), 0);
 }
 
 TEST_F(CommandTest, RunPrintsLinesOnATerminalThatCannotRedraw)

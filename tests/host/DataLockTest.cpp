@@ -121,3 +121,67 @@ TEST_F(DataLockTest, FollowsNoLinkToAnotherFile)
     EXPECT_FALSE(DataLock::Take(path));
     EXPECT_EQ(nettest::ReadFile(directory.File("precious")), "content");
 }
+
+// --- who has the lock ---
+
+TEST_F(DataLockTest, IsNobodysBeforeItIsTakenAndAfterItsEnd)
+{
+    const auto none = netinfo::FindLockHolder(path);
+    ASSERT_TRUE(none);
+    EXPECT_FALSE(*none);
+    EXPECT_TRUE(*netinfo::FindLockHolder(directory.Path() + "/missing/") == std::nullopt);
+
+    {
+        auto lock = DataLock::Take(path);
+        ASSERT_TRUE(lock);
+        EXPECT_FALSE(lock->Announce("/run/control.sock"));
+    }
+    const auto dead = netinfo::FindLockHolder(path);
+    ASSERT_TRUE(dead);
+    EXPECT_FALSE(*dead) << "what it left in the file is not looked at";
+}
+
+TEST_F(DataLockTest, TellsWhoHasItAndOnWhichSocketHeListens)
+{
+    auto lock = DataLock::Take(path);
+    ASSERT_TRUE(lock);
+    EXPECT_EQ((*netinfo::FindLockHolder(path))->process, getpid());
+    EXPECT_EQ((*netinfo::FindLockHolder(path))->socketPath, "");
+
+    EXPECT_FALSE(lock->Announce("/run/netinfo/control.sock"));
+    EXPECT_EQ((*netinfo::FindLockHolder(path))->process, getpid());
+    EXPECT_EQ((*netinfo::FindLockHolder(path))->socketPath, "/run/netinfo/control.sock");
+
+    EXPECT_FALSE(lock->Announce(""));
+    EXPECT_EQ((*netinfo::FindLockHolder(path))->socketPath, "");
+}
+
+TEST_F(DataLockTest, ForgetsTheSocketOfADeadOwnerWhenItIsTaken)
+{
+    nettest::WriteFile(directory.File("netinfo.lock"), "12345\n/run/netinfo/control.sock\n");
+    auto lock = DataLock::Take(path);
+    ASSERT_TRUE(lock);
+    EXPECT_EQ((*netinfo::FindLockHolder(path))->socketPath, "");
+}
+
+TEST_F(DataLockTest, IsChangedByNobodyWhoLooksForItsHolder)
+{
+    EXPECT_TRUE(netinfo::FindLockHolder(path));
+    EXPECT_NE(access(directory.File("netinfo.lock").c_str(), F_OK), 0);
+}
+
+TEST_F(DataLockTest, TouchesNothingThatAnotherUserHasPlanted)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "needs a file of another user";
+    nettest::WriteFile(directory.File("victim"), "precious");
+    const std::string shared = directory.File("shared/");
+    ASSERT_EQ(mkdir(shared.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+
+    ASSERT_EQ(link(directory.File("victim").c_str(), (shared + "netinfo.lock").c_str()), 0);
+    EXPECT_FALSE(DataLock::Take(shared));
+    EXPECT_EQ(nettest::ReadFile(directory.File("victim")), "precious");
+
+    ASSERT_EQ(unlink((shared + "netinfo.lock").c_str()), 0);
+    EXPECT_TRUE(DataLock::Take(shared));
+}

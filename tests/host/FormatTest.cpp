@@ -13,6 +13,7 @@ using netinfo::PadRight;
 using netinfo::ParseDigits;
 using netinfo::Printable;
 using netinfo::Shorten;
+using netinfo::Units;
 using netinfo::Width;
 
 TEST(FormatBytes, HasThreeDigitsAndAnIecUnit)
@@ -45,11 +46,48 @@ TEST(FormatBytes, HasThreeDigitsAndAnIecUnit)
 
 TEST(FormatBytes, IsNeverWiderThanEightColumns)
 {
-    for (unsigned long long bytes = 1; bytes < 1ULL << 62; bytes += bytes / 7 + 1)
+    for (unsigned long long bytes = 1; bytes < 1ULL << 62; bytes += bytes / 7 + 1) {
         EXPECT_LE(FormatBytes(bytes).size(), 8U) << bytes;
+        EXPECT_LE(FormatBytes(bytes, Units::Si).size(), 7U) << bytes;
+    }
 }
 
-TEST(FormatSpeed, IsBytesPerSecond) { EXPECT_EQ(FormatSpeed(2048), "2.00 KiB/s"); }
+TEST(FormatBytes, HasThreeDigitsAndADecimalUnitForSi)
+{
+    const struct
+    {
+        unsigned long long bytes;
+        const char* text;
+    } cases[] = {
+        {0, "0 B"},
+        {999, "999 B"},
+        {1000, "1.00 kB"},
+        {9'994, "9.99 kB"},
+        {9'996, "10.0 kB"},  // two decimals would round to 10.00
+        {99'960, "100 kB"},
+        {999'499, "999 kB"},
+        {999'500, "1.00 MB"},  // 999.5 kB would round to 1000
+        {5'000'000'000, "5.00 GB"},
+        {std::numeric_limits<unsigned long long>::max(), "18.4 EB"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(FormatBytes(c.bytes, Units::Si), c.text) << c.bytes;
+}
+
+TEST(FormatBytes, ShowsEveryByteWhenAsked)
+{
+    EXPECT_EQ(FormatBytes(0, Units::Bytes), "0 B");
+    EXPECT_EQ(FormatBytes(1024, Units::Bytes), "1024 B");
+    EXPECT_EQ(FormatBytes(std::numeric_limits<unsigned long long>::max(), Units::Bytes),
+              "18446744073709551615 B");
+}
+
+TEST(FormatSpeed, IsBytesPerSecond)
+{
+    EXPECT_EQ(FormatSpeed(2048), "2.00 KiB/s");
+    EXPECT_EQ(FormatSpeed(2048, Units::Si), "2.05 kB/s");
+    EXPECT_EQ(FormatSpeed(2048, Units::Bytes), "2048 B/s");
+}
 
 TEST(FormatDuration, CountsHoursMinutesSecondsAndDays)
 {

@@ -262,7 +262,8 @@ TEST(LimitStatus, IsTextForPeople)
               "Period    2024-05-01 to 2024-05-31\n"
               "Used      9.31 GiB, 50 %           [████████████████████░░░░░░░░░░░░░░░░░░░░]\n"
               "Left      9.31 GiB, 21 days\n"
-              "Forecast  28.9 GiB by the end of the month; the limit is reached on 2024-05-21 00:00\n");
+              "Forecast  28.9 GiB by the end of the month\n"
+              "Reached   2024-05-21 00:00 at this pace\n");
     const Limit daily{"1GiB", 1ULL << 30, Period::Day, 50, 1};
     EXPECT_EQ(LimitText(Evaluate(2ULL << 30, At(2024, 5, 11, 0), {}, daily), 40),
               "Limit     1GiB per day, wifi; warning at 50 %\n"
@@ -270,8 +271,22 @@ TEST(LimitStatus, IsTextForPeople)
               "Used      2.00 GiB, 200 %\n"
               "Left      0 B, 1 day\n"
               "Forecast  not yet\n");
-    EXPECT_THAT(LimitText(Evaluate(20 * kGB, At(2024, 5, 11)), 60), HasSubstr("; the limit is reached\n"));
+    EXPECT_THAT(LimitText(Evaluate(20 * kGB, At(2024, 5, 11)), 60), HasSubstr("\nReached   already\n"));
     EXPECT_THAT(LimitText(Evaluate(1 * kGB, At(2024, 5, 11)), 60), HasSubstr("by the end of the month\n"));
+}
+
+TEST(LimitStatus, IsTheSameTextAfterItsWayThroughADocument)
+{
+    const Limit daily{"1GiB", 1ULL << 30, Period::Day, 50, 1};
+    for (const LimitStatus& status :
+         {Evaluate(10 * kGB, At(2024, 5, 11)), Evaluate(2ULL << 30, At(2024, 5, 11, 0), {}, daily),
+          Evaluate(20 * kGB, At(2024, 5, 11)), Evaluate(1 * kGB, At(2024, 5, 11))}) {
+        const LimitStatus copy = LimitFrom(LimitJson(status));
+        EXPECT_EQ(LimitText(copy, 80, {.colour = true}), LimitText(status, 80, {.colour = true}));
+        EXPECT_EQ(LimitJson(copy), LimitJson(status));
+    }
+    EXPECT_THROW(LimitFrom(Json::object()), Json::exception);
+    EXPECT_THROW(LimitFrom({{"limit", 1}}), Json::exception);
 }
 
 TEST(LimitStatus, IsJsonForPrograms)

@@ -196,9 +196,9 @@ TEST(Screen, DrawsOverWhatItDrewBefore)
 
     EXPECT_EQ(screen.Begin(), "\033[?25l\033[?7l");
     EXPECT_EQ(screen.Begin(), "");
-    EXPECT_EQ(screen.Draw({"a", "b"}, 24), "\ra\033[K\r\nb\033[K\r\n\033[J");
-    EXPECT_EQ(screen.Draw({"c"}, 24), "\r\033[2Ac\033[K\r\n\033[J");
-    EXPECT_EQ(screen.Draw({"d"}, 24), "\r\033[1Ad\033[K\r\n\033[J");
+    EXPECT_EQ(screen.Draw({"a", "b"}, 24), "\r\033[Ka\r\n\033[Kb\r\n\033[J");
+    EXPECT_EQ(screen.Draw({"c"}, 24), "\r\033[2A\033[Kc\r\n\033[J");
+    EXPECT_EQ(screen.Draw({"d"}, 24), "\r\033[1A\033[Kd\r\n\033[J");
     EXPECT_EQ(screen.End(), "\033[?7h\033[?25h");
     EXPECT_EQ(screen.End(), "");
 }
@@ -206,8 +206,8 @@ TEST(Screen, DrawsOverWhatItDrewBefore)
 TEST(Screen, StaysInsideALowTerminal)
 {
     Screen screen;
-    EXPECT_EQ(screen.Draw({"a", "b", "c", "d"}, 3), "\ra\033[K\r\nb\033[K\r\n\033[J");
-    EXPECT_EQ(screen.Draw({"a", "b"}, 0), "\r\033[1Aa\033[K\r\n\033[J");
+    EXPECT_EQ(screen.Draw({"a", "b", "c", "d"}, 3), "\r\033[Ka\r\n\033[Kb\r\n\033[J");
+    EXPECT_EQ(screen.Draw({"a", "b"}, 0), "\r\033[1A\033[Ka\r\n\033[J");
 }
 
 TEST(Screen, IsOnlyForTerminalsThatCanRedraw)

@@ -2,10 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -50,6 +52,25 @@ struct PluginData : nettest::ProgramTest
                                "<total>\r\n" +
                                records + "</total>\r\n</xml>\r\n");
     }
+    /// Keeps the traffic of the machine that runs the test out of the data.
+    void CountNoLink()
+    {
+        std::string rules = "[links]\n";
+        for (const auto& link : std::filesystem::directory_iterator("/sys/class/net"))
+            rules += link.path().filename().string() + "=ignore\n";
+        std::filesystem::create_directories(directory.File("config"));
+        nettest::WriteFile(directory.File("config/DataUsageLimit.ini"), rules);
+    }
+    /// The data directory and everything in it.
+    std::map<std::string, std::filesystem::file_time_type> FilesAndTheirTimes() const
+    {
+        const std::string data = directory.File("data");
+        std::map<std::string, std::filesystem::file_time_type> times;
+        times[data] = std::filesystem::last_write_time(data);
+        for (const auto& entry : std::filesystem::directory_iterator(data))
+            times[entry.path()] = entry.last_write_time();
+        return times;
+    }
     std::string File() const { return nettest::ReadFile(DataFile("NetInfo.dat")); }
 
     Json Answer(std::vector<std::string> words)
@@ -79,6 +100,9 @@ TEST_F(PluginData, BeginsWithNothing)
         EXPECT_EQ(type["since_reset"]["downloaded"], 0);
     EXPECT_THAT(Profiles(), ElementsAre());
     EXPECT_EQ(Answer({"history", "--since", "7d"})["downloaded"], 0);
+    EXPECT_FALSE(std::filesystem::exists(directory.File("data"))) << "they only read";
+
+    Answer({"reset", "wifi", "--yes"});
     EXPECT_THAT(File(), StartsWith("\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>"));
 }
 
@@ -96,15 +120,21 @@ TEST_F(PluginData, ReportsWhatIsStored)
 TEST_F(PluginData, StaysTheSameThroughCommandsThatOnlyRead)
 {
     Store(Record("a", 900, 10) + Record("b", 500, 20));
-    Answer({"report"});
-    const std::string before = File();
+    const auto before = FilesAndTheirTimes();
+    const std::string content = File();
 
     Answer({"report"});
     Answer({"records"});
     Answer({"records", "--last"});
     Answer({"history", "--since", "7d"});
+    Answer({"usage"});
+    Answer({"limit"});
+    Answer({"settings"});
+    Answer({"devices"});
 
-    EXPECT_EQ(File(), before);
+    EXPECT_EQ(FilesAndTheirTimes(), before);
+    EXPECT_EQ(File(), content);
+    EXPECT_TRUE(std::filesystem::is_empty(directory.File("runtime"))) << "the copy is gone";
 }
 
 TEST_F(PluginData, SumsTheHistoryOfWhatEndedSince)
@@ -169,7 +199,13 @@ TEST_F(PluginData, AreKeptWhenTheyAreDamaged)
     const std::string damaged = "\xEF\xBB\xBF<xml><transfer type=\"WiFi\"><since";
     nettest::WriteFile(DataFile("NetInfo.dat"), damaged);
 
-    const Outcome outcome = Run({"report"});
+    const Outcome reader = Run({"report"});
+    EXPECT_EQ(reader.exitCode, 0);
+    EXPECT_EQ(reader.errors,
+              "netinfo: NetInfo.dat is damaged; netinfo run will set it aside and begin a new one\n");
+    EXPECT_EQ(File(), damaged);
+
+    const Outcome outcome = Run({"reset", "wifi", "--yes"});
 
     EXPECT_EQ(outcome.exitCode, 0);
     ASSERT_THAT(outcome.errors, StartsWith("netinfo: NetInfo.dat was damaged; it is kept as "));
@@ -183,18 +219,19 @@ TEST_F(PluginData, AreKeptWhenTheyAreDamaged)
 TEST_F(PluginData, BelongToTheProcessThatCounts)
 {
     Store(Record("a", 900, 1));
+    CountNoLink();
     const auto running = Start({"run"}, Program::Output::Terminal);
     ASSERT_TRUE(running->WaitFor("Up since reset"));
 
-    const std::string holder = "is in use by process " + std::to_string(running->Id());
-    ExpectComplaint(Run({"report"}), 1, holder);
-    ExpectComplaint(Run({"records", "remove", "0", "--yes"}), 1, holder);
-    ExpectComplaint(Run({"run"}), 1, holder);
+    ExpectComplaint(Run({"run"}), 1, "is in use by process " + std::to_string(running->Id()));
+    EXPECT_EQ(Profiles(), std::vector<std::string>{"a"}) << "it answers";
+    EXPECT_EQ(Answer({"records", "remove", "0", "--yes"})["removed"], Json::array({0}));
+    EXPECT_THAT(Profiles(), ElementsAre()) << "it has removed the record";
 
     running->Signal(SIGTERM);
     EXPECT_EQ(running->Wait(), 0);
     EXPECT_EQ(running->Errors(), "");
-    EXPECT_EQ(Profiles().at(0), "a");
+    EXPECT_THAT(Profiles(), ElementsAre()) << "it has saved that";
 }
 
 TEST_F(PluginData, AreSavedWhenTheTerminalIsClosed)
@@ -208,4 +245,21 @@ TEST_F(PluginData, AreSavedWhenTheTerminalIsClosed)
 
     EXPECT_EQ(running->Wait(), 0);
     EXPECT_THAT(File(), HasSubstr("<transfer type=\"ADSL\">"));  // which the file did not have before
+}
+
+TEST_F(PluginData, AreReadWhereNothingCanBeWritten)
+{
+    Store(Record("a", 900, 1));
+    const std::string data = directory.File("data");
+    ASSERT_EQ(chmod(data.c_str(), 0500), 0);
+    EXPECT_EQ(Profiles(), std::vector<std::string>{"a"});
+    ASSERT_EQ(chmod(data.c_str(), 0700), 0);
+}
+
+TEST_F(PluginData, AreNotCopiedWhereThereIsNoPlaceForACopy)
+{
+    Store(Record("a", 900, 1));
+    environment["XDG_RUNTIME_DIR"] = "";
+    environment["TMPDIR"] = directory.File("missing");
+    ExpectComplaint(Run({"report"}), 1, "no directory for a copy of the data can be made");
 }

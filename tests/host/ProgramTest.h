@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -32,9 +33,12 @@ struct ProgramTest : testing::Test
         {"XDG_STATE_HOME", directory.File("state")},
         {"HOME", directory.Path()},
         {"NETINFO_MODULE_DIR", directory.File("module")},
+        {"XDG_RUNTIME_DIR", directory.File("runtime")},
         {"TERM", "xterm"},
         {"NO_COLOR", ""},
     };
+
+    ProgramTest() { std::filesystem::create_directory(directory.File("runtime")); }
 
     std::string DataFile(const std::string& name) const { return directory.File("data/" + name); }
 

@@ -100,3 +100,11 @@ TEST(Table, AlignsByColumnsAndLeavesNoBlanksBehind)
               "Büro         1\n"
               "x     12345678  end\n");
 }
+
+TEST(RecordDocument, BecomesTheRecordsAgain)
+{
+    const auto records = netinfo::RecordsFrom(netinfo::RecordDocument(RECORDS));
+    EXPECT_EQ(RecordJson(records), RecordJson(RECORDS));
+    EXPECT_EQ(RecordTable(records), RecordTable(RECORDS));
+    EXPECT_THROW(netinfo::RecordsFrom({{"records", {1}}}), netinfo::Json::exception);
+}

@@ -12,6 +12,7 @@
 #include "tests/support/Text.h"
 
 using netinfo::EXIT_USAGE;
+using netinfo::ReadCheckpoint;
 using netinfo::ReadSetting;
 using netinfo::ReadSettings;
 using netinfo::Setting;
@@ -82,6 +83,24 @@ TEST_F(SettingsTest, StoreTheDayOfTheMonthCountedFromZero)
     }
 }
 
+TEST_F(SettingsTest, StoreTheCheckpointInSeconds)
+{
+    EXPECT_EQ(Value("checkpoint"), "300");
+    EXPECT_TRUE(ReadSetting("checkpoint")->isDefault);
+    EXPECT_EQ(ReadCheckpoint(), 300);
+
+    for (const std::string seconds : {"0", "1", "60", "86400"}) {
+        ASSERT_TRUE(WriteSetting("checkpoint", seconds));
+        EXPECT_EQ(Value("checkpoint"), seconds);
+        EXPECT_EQ(ReadCheckpoint(), std::stoll(seconds));
+    }
+    EXPECT_EQ(File(), "[host]\ncheckpoint = 86400\n");
+    EXPECT_EQ(ReadSettings().at(2).key, "checkpoint");
+
+    EXPECT_TRUE(WriteSetting("checkpoint", "default")->isDefault);
+    EXPECT_EQ(ReadCheckpoint(), 300);
+}
+
 TEST_F(SettingsTest, StoreALinksRuleUnderItsName)
 {
     for (const char* const rule : {"dial-up", "wifi", "adsl", "ignore"}) {
@@ -108,9 +127,12 @@ TEST_F(SettingsTest, RefuseValuesOutOfRangeAndChangeNothing)
 {
     Store("[uselimit]\nstartweekdate = 1\n");
     const std::vector<std::pair<std::string, std::string>> cases{
-        {"week-start", "someday"}, {"week-start", "1"},    {"week-start", ""},     {"week-start", "mo"},
-        {"month-start", "0"},      {"month-start", "29"},  {"month-start", "-1"},  {"month-start", "first"},
-        {"month-start", ""},       {"month-start", "1.5"}, {"link.eth0", "modem"}, {"link.eth0", ""},
+        {"week-start", "someday"}, {"week-start", "1"},      {"week-start", ""},
+        {"week-start", "mo"},      {"month-start", "0"},     {"month-start", "29"},
+        {"month-start", "-1"},     {"month-start", "first"}, {"month-start", ""},
+        {"month-start", "1.5"},    {"link.eth0", "modem"},   {"link.eth0", ""},
+        {"checkpoint", "86401"},   {"checkpoint", "-1"},     {"checkpoint", ""},
+        {"checkpoint", "5m"},      {"checkpoint", "1.5"},    {"checkpoint", "99999999999999999999"},
     };
     for (const auto& [key, value] : cases) {
         const auto setting = WriteSetting(key, value);
@@ -152,6 +174,16 @@ TEST_F(SettingsTest, ShowWhatIsStoredAndSayWhatIsWrongWithIt)
         EXPECT_THAT(setting->problem, HasSubstr(key));
         EXPECT_THAT(setting->problem, HasSubstr(std::string("stored as '") + value + "'"));
     }
+}
+
+TEST_F(SettingsTest, KeepTheUsualCheckpointWhenWhatIsStoredMakesNoSense)
+{
+    Store("[host]\ncheckpoint = often\n");
+    EXPECT_EQ(ReadCheckpoint(), 300);
+    EXPECT_EQ(
+        ReadSetting("checkpoint")->problem,
+        "the setting checkpoint is stored as 'often', which is not a number of seconds from 1 to 86400, or "
+        "0 for never");
 }
 
 TEST_F(SettingsTest, ListBothPeriodsAndEveryLinkWithARule)

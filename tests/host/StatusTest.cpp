@@ -19,6 +19,7 @@ using netinfo::StatusReader;
 using netinfo::StatusTable;
 using netinfo::TRAFFIC_TYPES;
 using netinfo::TypeStatus;
+using netinfo::Units;
 using nettest::FakeTraffic;
 using testing::HasSubstr;
 using testing::Not;
@@ -77,7 +78,7 @@ nis::SNAPSHOT Sample(unsigned speed, unsigned peak, unsigned seconds)
 
 TEST(StatusTable, ShowsEveryFigureOfEveryTypeAtSixtyColumns)
 {
-    EXPECT_EQ(Joined(StatusTable(OneBusy(), MOMENT, 60, false)),
+    EXPECT_EQ(Joined(StatusTable(OneBusy(), MOMENT, {.columns = 60})),
               "netinfo  2024-05-01 12:00:03  Ctrl-C ends\n"
               "                        Dial-up          WiFi          ADSL\n"
               "State                         -     connected             -\n"
@@ -102,9 +103,48 @@ TEST(StatusTable, NeverLeavesItsColumns)
         status.downloaded = std::numeric_limits<unsigned long long>::max();
     }
     for (const std::size_t columns : {60U, 61U, 79U, 80U, 100U, 120U, 300U}) {
-        for (const std::string& line : StatusTable(statuses, MOMENT, columns, false))
+        for (const std::string& line : StatusTable(statuses, MOMENT, {.columns = columns}))
             EXPECT_LE(netinfo::Width(line), columns) << line;
     }
+}
+
+TEST(StatusTable, ShowsAmountsInTheUnitsAskedFor)
+{
+    const std::string decimal =
+        Joined(StatusTable(OneBusy(), MOMENT, {.columns = 80, .style = {.units = Units::Si}}));
+    EXPECT_THAT(decimal, HasSubstr("Down                             0 B/s            1.05 MB/s"));
+    EXPECT_THAT(decimal, HasSubstr("Downloaded                         0 B              5.37 GB"));
+    EXPECT_THAT(decimal, Not(HasSubstr("iB")));
+
+    const std::string bytes =
+        Joined(StatusTable(OneBusy(), MOMENT, {.columns = 80, .style = {.units = Units::Bytes}}));
+    EXPECT_THAT(bytes, HasSubstr("Down                             0 B/s          1048063 B/s"));
+    EXPECT_THAT(bytes, HasSubstr("Down since reset                   0 B      7696581394432 B"));
+}
+
+TEST(StatusTable, NeverCutsAnAmount)
+{
+    std::vector<TypeStatus> statuses = OneBusy();
+    statuses[1].downloaded = 99'999'999'999;  // the longest that has room
+    statuses[1].uploaded = 100'000'000'000;
+    const std::string text =
+        Joined(StatusTable(statuses, MOMENT, {.columns = 60, .style = {.units = Units::Bytes}}));
+
+    EXPECT_THAT(text, HasSubstr("Downloaded                  0 B 99999999999 B           0 B\n"));
+    EXPECT_THAT(text, HasSubstr("Uploaded                    0 B      93.1 GiB           0 B\n"));
+    EXPECT_THAT(text, Not(HasSubstr("…")));
+}
+
+TEST(StatusTable, LeavesOutTheLeastImportantLines)
+{
+    const std::vector<std::string> all = StatusTable(OneBusy(), MOMENT, {.lines = 13});
+    EXPECT_EQ(all.size(), 13U);
+    const std::vector<std::string> some = StatusTable(OneBusy(), MOMENT, {.lines = 9});
+    ASSERT_EQ(some.size(), 9U);
+    EXPECT_THAT(Joined(some), HasSubstr("Time"));
+    EXPECT_THAT(Joined(some), Not(HasSubstr("Peak")));
+    EXPECT_THAT(Joined(some), Not(HasSubstr("reset")));
+    EXPECT_EQ(StatusTable(OneBusy(), MOMENT, {.lines = netinfo::LEAST_STATUS_LINES}).back(), all[5]);
 }
 
 TEST(StatusTable, UsesMoreRoomForLongNames)
@@ -112,9 +152,9 @@ TEST(StatusTable, UsesMoreRoomForLongNames)
     std::vector<TypeStatus> statuses = OneBusy();
     statuses[1].links = {"Mobile internet"};
 
-    EXPECT_THAT(Joined(StatusTable(statuses, MOMENT, 60, false)), HasSubstr("Mobile inter…"));
-    EXPECT_THAT(Joined(StatusTable(statuses, MOMENT, 80, false)), HasSubstr("Mobile internet"));
-    EXPECT_THAT(Joined(StatusTable(statuses, MOMENT, 120, false)), HasSubstr("Mobile internet"));
+    EXPECT_THAT(Joined(StatusTable(statuses, MOMENT, {.columns = 60})), HasSubstr("Mobile inter…"));
+    EXPECT_THAT(Joined(StatusTable(statuses, MOMENT, {.columns = 80})), HasSubstr("Mobile internet"));
+    EXPECT_THAT(Joined(StatusTable(statuses, MOMENT, {.columns = 120})), HasSubstr("Mobile internet"));
 }
 
 TEST(StatusTable, NeverLetsANameSteerTheTerminal)
@@ -122,13 +162,14 @@ TEST(StatusTable, NeverLetsANameSteerTheTerminal)
     std::vector<TypeStatus> statuses = OneBusy();
     statuses[1].links = {"a\033[2J\nb"};
 
-    EXPECT_THAT(Joined(StatusTable(statuses, MOMENT, 80, false)), Not(HasSubstr("\033")));
+    EXPECT_THAT(Joined(StatusTable(statuses, MOMENT, {.columns = 80})), Not(HasSubstr("\033")));
 }
 
 TEST(StatusTable, ColoursHeadingAndStateOnlyWhenAsked)
 {
-    const std::string plain = Joined(StatusTable(OneBusy(), MOMENT, 80, false));
-    const std::string coloured = Joined(StatusTable(OneBusy(), MOMENT, 80, true));
+    const std::string plain = Joined(StatusTable(OneBusy(), MOMENT, {.columns = 80}));
+    const std::string coloured =
+        Joined(StatusTable(OneBusy(), MOMENT, {.columns = 80, .style = {.colour = true}}));
 
     EXPECT_THAT(plain, Not(HasSubstr("\033")));
     EXPECT_THAT(coloured, HasSubstr("\033[1m"));
@@ -140,7 +181,7 @@ TEST(StatusTable, TellsALinkThatIsUpFromAConnectionThatIsSampled)
     std::vector<TypeStatus> statuses = OneBusy();
     statuses[0].links = {"ppp0"};
 
-    EXPECT_THAT(StatusTable(statuses, MOMENT, 80, false)[2], HasSubstr("link up"));
+    EXPECT_THAT(StatusTable(statuses, MOMENT, {.columns = 80})[2], HasSubstr("link up"));
 }
 
 TEST(StatusLine, IsOneLineForPeople)
@@ -152,6 +193,15 @@ TEST(StatusLine, IsOneLineForPeople)
     EXPECT_EQ(StatusLine(Idle(2), MOMENT),
               "2024-05-01 12:00:03  ADSL     disconnected  down 0 B/s  up 0 B/s  peak 0 B/s / 0 B/s  "
               "connection 0 B / 0 B in 00:00:00  since reset 0 B / 0 B\n");
+}
+
+TEST(StatusLine, ShowsAmountsInTheUnitsAskedFor)
+{
+    EXPECT_THAT(StatusLine(Busy(1), MOMENT, Units::Si),
+                HasSubstr("down 1.05 MB/s  up 2.05 kB/s  peak 3.15 MB/s / 4.10 kB/s  "
+                          "connection 5.37 GB / 6.29 MB in 00:12:03  since reset 7.70 TB / 8.59 GB\n"));
+    EXPECT_THAT(StatusLine(Busy(1), MOMENT, Units::Bytes),
+                HasSubstr("connection 5368709120 B / 6291456 B in"));
 }
 
 TEST(StatusJson, HasEveryFigureInBytesAndSeconds)
@@ -253,4 +303,46 @@ TEST(StatusReader, KeepsThePeakOfAConnectionAndStartsAnewWithTheNext)
 
     traffic.snapshots.erase(4);
     EXPECT_EQ(reader.Read(2).peakDown, 0U);
+}
+
+TEST(StatusDocument, BecomesTheStatusAgain)
+{
+    netinfo::TypeStatus status;
+    status.type = netinfo::TRAFFIC_TYPES[1];
+    status.connected = true;
+    status.links = {"eth0", "café"};
+    status.downSpeed = 1;
+    status.upSpeed = 2;
+    status.peakDown = 3;
+    status.peakUp = 4'000'000'000;
+    status.downloaded = 5;
+    status.uploaded = 0xFFFFFFFFFFFFFFFF;
+    status.seconds = 7;
+    status.downloadedSinceReset = 8;
+    status.uploadedSinceReset = 9;
+
+    const auto copy = netinfo::StatusFrom(netinfo::StatusDocument(status));
+
+    ASSERT_TRUE(copy);
+    EXPECT_TRUE(netinfo::SameFigures(*copy, status));
+    EXPECT_EQ(copy->seconds, 7U);
+}
+
+TEST(StatusDocument, IsNoOtherDocument)
+{
+    netinfo::TypeStatus status;
+    status.type = netinfo::TRAFFIC_TYPES[0];
+    const netinfo::Json whole = netinfo::StatusDocument(status);
+    EXPECT_TRUE(netinfo::StatusFrom(whole));
+    for (const auto& [name, value] : whole.items()) {
+        netinfo::Json other = whole;
+        other[name] = netinfo::Json::object();
+        EXPECT_FALSE(netinfo::StatusFrom(other)) << name;
+        other.erase(name);
+        EXPECT_FALSE(netinfo::StatusFrom(other)) << name;
+    }
+    EXPECT_FALSE(netinfo::StatusFrom(nullptr));
+    netinfo::Json cable = whole;
+    cable["type"] = "cable";
+    EXPECT_FALSE(netinfo::StatusFrom(cable));
 }

@@ -584,6 +584,16 @@ TEST_F(UsageLedgerTest, RefusesWhatIsNoRegularFile)
     EXPECT_FALSE(UsageLedger::OpenForReading(m_path));
 }
 
+TEST_F(UsageLedgerTest, RefusesASecondNameOfAFileWhereEverybodyCanWrite)
+{
+    Opened();
+    ASSERT_EQ(link(File().c_str(), File("-other").c_str()), 0);
+    EXPECT_TRUE(UsageLedger::Open(m_path, {}));  // in a directory of the user's own it is his own doing
+
+    ASSERT_EQ(chmod(m_path.c_str(), 01777), 0);
+    EXPECT_THAT(OpenError(), HasSubstr("another user has put it there"));
+}
+
 TEST_F(UsageLedgerTest, IsReadWithTheLogOfAHostThatWasKilled)
 {
     const auto ledger = Opened();

@@ -368,7 +368,7 @@ TEST_F(UsageReportTest, MarksRecoveredTraffic)
               "2024-04-30  1.00 KiB       0 B  1.00 KiB    ████\n"
               "2024-05-01  3.00 KiB  1.00 KiB  4.00 KiB *  ████████████░░░░\n"
               "total       4.00 KiB  1.00 KiB  5.00 KiB *\n"
-              "* 3.00 KiB of it passed while nobody counted, and was recovered from the links\n");
+              "* 3.00 KiB recovered: it passed while nobody counted\n");
 }
 
 TEST_F(UsageReportTest, SaysThatThereIsNothing)
@@ -415,6 +415,22 @@ TEST_F(UsageReportTest, IsJsonForPrograms)
     EXPECT_EQ("home", profiles["lines"][0]["profile"]);
     EXPECT_FALSE(profiles["lines"][0].contains("start"));
     EXPECT_TRUE(profiles["type"].is_null());
+}
+
+TEST_F(UsageReportTest, IsTheSameAfterItsWayThroughADocument)
+{
+    Add(kNow, 1000, 100);
+    Add(kNow - 3 * kHour, 10, 1, "a,\"b\"\n", 4, true);
+    for (const UsageBy by : {UsageBy::Hour, UsageBy::Day, UsageBy::Week, UsageBy::Month, UsageBy::Year,
+                             UsageBy::Type, UsageBy::Profile}) {
+        const UsageReport report = Report(By(by));
+        const UsageReport copy = UsageFrom(UsageJson(report));
+        EXPECT_EQ(UsageJson(copy), UsageJson(report));
+        EXPECT_EQ(UsageTable(copy, 80), UsageTable(report, 80));
+        EXPECT_EQ(UsageCsv(copy), UsageCsv(report));
+    }
+    EXPECT_THROW(UsageFrom(Json::array()), Json::exception);
+    EXPECT_THROW(UsageFrom({{"by", "day"}}), Json::exception);
 }
 
 TEST_F(UsageReportTest, IsCsvForSpreadsheets)

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace netinfo {
+
+/// Tells once a second whether the settings may have changed, without reading them.
+///
+/// Threads: one at a time.
+/// Errors:  a file that is not there is a file like any other, until it is there.
+class SettingsWatch
+{
+public:
+    /// So many calls after a change still tell of it: the platform looks at its files once a second at most,
+    /// and may have looked just before.
+    static constexpr int ECHOES = 2;
+
+    explicit SettingsWatch(std::vector<std::string> paths) : m_paths(std::move(paths)), m_files(Look()) {}
+
+    /// True if a file is another one, or was written, since the last call or one of the `ECHOES` before.
+    bool Changed();
+
+private:
+    std::vector<struct stat> Look() const;
+
+    std::vector<std::string> m_paths;
+    std::vector<struct stat> m_files;  ///< one for each path, all 0 where there is no file
+    int m_echoes = 0;                  ///< still to come
+};
+
+}  // namespace netinfo
