@@ -4,13 +4,17 @@ set(NETINFO_SANITIZE "" CACHE STRING "Sanitizers to build with, for example addr
 
 find_package(Threads REQUIRED)
 
-add_library(netinfo_flags INTERFACE)
-target_include_directories(netinfo_flags INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(netinfo_flags INTERFACE
+# For what is preloaded into programs that no sanitizer has built; everything else takes netinfo_flags.
+add_library(netinfo_warnings INTERFACE)
+target_include_directories(netinfo_warnings INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(netinfo_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual -Wundef -Werror
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
     $<$<CONFIG:Debug>:-D_GLIBCXX_ASSERTIONS>)
+
+add_library(netinfo_flags INTERFACE)
+target_link_libraries(netinfo_flags INTERFACE netinfo_warnings)
 if(NETINFO_SANITIZE)
     target_compile_options(netinfo_flags INTERFACE
         -fsanitize=${NETINFO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
