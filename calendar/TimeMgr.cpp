@@ -33,11 +33,19 @@ JMutex& CalendarLock()
 constexpr const char* SYSTEM_ZONE = "/etc/localtime";
 
 /// A date that `mktime` was asked for in the present zone. A heartbeat asks for the same few again and again,
-/// and the C library would look at the zone's file each time.
+/// and the C library takes its time to answer: where TZ is not set, it looks at the zone's file.
 struct KNOWN_DATE
 {
     std::tm local{};
     std::time_t moment = -1;
+    bool bKnown = false;
+};
+
+/// A moment that `localtime_r` was asked for in the present zone; for the same reason.
+struct KNOWN_MOMENT
+{
+    std::time_t moment = 0;
+    std::tm local{};
     bool bKnown = false;
 };
 
@@ -51,6 +59,8 @@ struct ZONE
     {};  ///< SYSTEM_ZONE then; all 0 if it was not there
     std::array<KNOWN_DATE, 16> aDate{};
     std::size_t nNextDate = 0;  ///< where the next one goes
+    std::array<KNOWN_MOMENT, 8> aMoment{};
+    std::size_t nNextMoment = 0;  ///< where the next one goes
 };
 static_assert(std::is_trivially_destructible_v<ZONE>);
 
@@ -71,12 +81,12 @@ bool SameFile(const struct stat& a, const struct stat& b)
 bool ZoneChanged(ZONE& zone)
 {
     if (const char* const pszName = std::getenv("TZ")) {
-        const bool bSame = zone.bNamed && std::strcmp(zone.szName.data(), pszName) == 0;
+        if (zone.bNamed && std::strcmp(zone.szName.data(), pszName) == 0) return false;
         zone.bNamed = true;
         zone.tmLooked = -1;
         zone.szName.fill(0);
         std::strncpy(zone.szName.data(), pszName, zone.szName.size() - 1);
-        return !bSame;
+        return true;
     }
     const bool bBefore = !zone.bNamed && zone.tmLooked != -1;
     const std::time_t tmNow = std::time(nullptr);
@@ -92,22 +102,37 @@ bool ZoneChanged(ZONE& zone)
     return !bSame;
 }
 
-/// Has the C library take over a zone that was changed.
-void UpdateZone() NETINFO_REQUIRES(CalendarLock())
+/// The right to ask the C library's calendar, in the zone that is set now.
+class NETINFO_SCOPED_CAPABILITY CalendarTurn
 {
-    ZONE& zone = Zone();
-    if (!ZoneChanged(zone)) return;
-    tzset();
-    zone.aDate.fill({});
-}
+public:
+    CalendarTurn() NETINFO_ACQUIRE(CalendarLock())
+    {
+        CalendarLock().Lock();
+        ZONE& zone = Zone();
+        if (!ZoneChanged(zone)) return;
+        tzset();
+        zone.aDate.fill({});
+        zone.aMoment.fill({});
+    }
+    ~CalendarTurn() NETINFO_RELEASE() { CalendarLock().Unlock(); }
+    CalendarTurn(const CalendarTurn&) = delete;
+    CalendarTurn& operator=(const CalendarTurn&) = delete;
+};
 
 /// What `localtime` would answer, without the one result that it shares with the rest of the process; nothing
 /// for a moment without a local date.
 std::optional<std::tm> LocalTime(std::time_t moment) NETINFO_REQUIRES(CalendarLock())
 {
-    UpdateZone();
+    ZONE& zone = Zone();
+    const auto isAsked = [moment](const KNOWN_MOMENT& each) { return each.bKnown && each.moment == moment; };
+    const auto known = std::find_if(zone.aMoment.begin(), zone.aMoment.end(), isAsked);
+    if (known != zone.aMoment.end()) return known->local;
+
     std::tm local;
     if (!localtime_r(&moment, &local)) return std::nullopt;
+    zone.aMoment[zone.nNextMoment] = {moment, local, true};
+    zone.nNextMoment = (zone.nNextMoment + 1) % zone.aMoment.size();
     return local;
 }
 
@@ -130,7 +155,6 @@ bool SameDate(const std::tm& a, const std::tm& b)
 /// 0 for a date that is no moment.
 long MomentOf(std::tm local) NETINFO_REQUIRES(CalendarLock())
 {
-    UpdateZone();
     ZONE& zone = Zone();
     const auto known = std::find_if(zone.aDate.begin(), zone.aDate.end(), [&local](const KNOWN_DATE& date) {
         return date.bKnown && SameDate(date.local, local);
@@ -157,6 +181,34 @@ DateText Format(const char* fmt, long moment) NETINFO_REQUIRES(CalendarLock())
     return text;
 }
 
+bool SameText(const char* fmt, long a, long b) NETINFO_REQUIRES(CalendarLock())
+{
+    const DateText textA = Format(fmt, a);
+    const DateText textB = Format(fmt, b);
+    return std::strncmp(textA.data(), textB.data(), textA.size()) == 0;
+}
+
+/// What `SameText` answers. `same` compares two dates as the texts would; it is asked where both years have
+/// the four digits for which the text is made, which is quicker.
+template <typename Same>
+bool SameDates(const char* fmt, long a, long b, Same same) NETINFO_REQUIRES(CalendarLock())
+{
+    const auto hasUsualYear = [](const std::tm& date) {
+        return date.tm_year >= 1000 - 1900 && date.tm_year <= 9999 - 1900;
+    };
+    const auto dateA = LocalTime(a);
+    const auto dateB = LocalTime(b);
+    if (dateA && dateB && hasUsualYear(*dateA) && hasUsualYear(*dateB)) return same(*dateA, *dateB);
+    return SameText(fmt, a, b);
+}
+
+bool OnSameDay(long a, long b) NETINFO_REQUIRES(CalendarLock())
+{
+    return SameDates("%Y-%m-%d", a, b, [](const std::tm& dateA, const std::tm& dateB) {
+        return dateA.tm_year == dateB.tm_year && dateA.tm_yday == dateB.tm_yday;
+    });
+}
+
 /// Months from the beginning of the year 0, counted from 1; 0 for a moment without a local date.
 long long MonthNumber(long moment) NETINFO_REQUIRES(CalendarLock())
 {
@@ -169,9 +221,9 @@ long long MonthNumber(long moment) NETINFO_REQUIRES(CalendarLock())
 bool SamePeriod(long start, long t, int months, int days)
 {
     if (start > t) return true;
-    if (CTimeMgr::SameDay(start, t)) return true;
 
-    const JMutexLock lock(CalendarLock());
+    const CalendarTurn turn;
+    if (OnSameDay(start, t)) return true;
     auto end = MidnightOf(start);
     if (!end) return 0 > t;
     end->tm_mon += months;
@@ -194,19 +246,27 @@ bool CTimeMgr::CompareFormatedTime(const char* fmt, long a, long b)
 {
     if (!fmt) return false;
 
-    const JMutexLock lock(CalendarLock());
-    const DateText textA = Format(fmt, a);
-    const DateText textB = Format(fmt, b);
-    return std::strncmp(textA.data(), textB.data(), textA.size()) == 0;
+    const CalendarTurn turn;
+    return SameText(fmt, a, b);
 }
 
-bool CTimeMgr::SameDay(long a, long b) { return CompareFormatedTime("%Y-%m-%d", a, b); }
+bool CTimeMgr::SameDay(long a, long b)
+{
+    const CalendarTurn turn;
+    return OnSameDay(a, b);
+}
 
 bool CTimeMgr::SameWeek(long a, long b) { return CompareFormatedTime("%Y-%W", a, b); }
 
 bool CTimeMgr::SameMonth(long a, long b) { return CompareFormatedTime("%Y-%m", a, b); }
 
-bool CTimeMgr::SameYear(long a, long b) { return CompareFormatedTime("%Y", a, b); }
+bool CTimeMgr::SameYear(long a, long b)
+{
+    const CalendarTurn turn;
+    return SameDates("%Y", a, b, [](const std::tm& dateA, const std::tm& dateB) {
+        return dateA.tm_year == dateB.tm_year;
+    });
+}
 
 bool CTimeMgr::SamePeriodWeek(long start, long t) { return SamePeriod(start, t, 0, 7); }
 
@@ -214,21 +274,21 @@ bool CTimeMgr::SamePeriodMonth(long start, long t) { return SamePeriod(start, t,
 
 int CTimeMgr::DiscrepantMonth(long a, long b)
 {
-    const JMutexLock lock(CalendarLock());
+    const CalendarTurn turn;
     const long long months = std::abs(MonthNumber(a) - MonthNumber(b));
     return static_cast<int>(std::min<long long>(months, INT_MAX));
 }
 
 long CTimeMgr::GetTodayDate()
 {
-    const JMutexLock lock(CalendarLock());
+    const CalendarTurn turn;
     const auto today = MidnightOf(std::time(nullptr));
     return today ? MomentOf(*today) : 0;
 }
 
 long CTimeMgr::GetBeforeNowWeekTime(int weekday)
 {
-    const JMutexLock lock(CalendarLock());
+    const CalendarTurn turn;
     auto date = MidnightOf(std::time(nullptr));
     if (!date) return 0;
 
@@ -241,7 +301,7 @@ long CTimeMgr::GetBeforeNowWeekTime(int weekday)
 
 long CTimeMgr::GetBeforeNowMonthlyTime(int day)
 {
-    const JMutexLock lock(CalendarLock());
+    const CalendarTurn turn;
     auto date = MidnightOf(std::time(nullptr));
     if (!date || day == INT_MAX) return 0;
 
@@ -252,7 +312,7 @@ long CTimeMgr::GetBeforeNowMonthlyTime(int day)
 
 long CTimeMgr::GetBeforeNowTreeMonthlyTime()
 {
-    const JMutexLock lock(CalendarLock());
+    const CalendarTurn turn;
     auto date = MidnightOf(std::time(nullptr));
     if (!date) return 0;
 
@@ -269,7 +329,7 @@ CLocalDay::CLocalDay(long moment) : m_moment(moment)
     m_isUsual = moment >= 0 && moment < LAST_USUAL;
     if (!m_isUsual) return;
 
-    const JMutexLock lock(CalendarLock());
+    const CalendarTurn turn;
     const auto local = LocalTime(moment);
     if (!local) return;
     const long from = moment - (local->tm_hour * 60L + local->tm_min) * 60 - local->tm_sec;
@@ -281,12 +341,4 @@ CLocalDay::CLocalDay(long moment) : m_moment(moment)
     m_to = from + DAY;
     m_certainFrom = from - AROUND * DAY;
     m_certainTo = m_to + AROUND * DAY;
-}
-
-bool CLocalDay::Ask(long moment) const
-{
-    constexpr long MOST_APART = 3L * 24 * 60 * 60;  // seconds; more than a day and all zones' differences
-
-    if (m_isUsual && (moment < m_moment - MOST_APART || moment > m_moment + MOST_APART)) return false;
-    return CTimeMgr::SameDay(moment, m_moment);
 }

@@ -72,11 +72,12 @@ public:
     {
         if (moment >= m_from && moment < m_to) return true;
         if (moment >= m_certainFrom && moment < m_certainTo) return false;
-        return Ask(moment);
+        if (m_isUsual && (moment < m_moment - MOST_APART || moment > m_moment + MOST_APART)) return false;
+        return CTimeMgr::SameDay(moment, m_moment);
     }
 
 private:
-    bool Ask(long moment) const;
+    static constexpr long MOST_APART = 3L * 24 * 60 * 60;  ///< more than a day and all zones' differences
 
     long m_moment;
     bool m_isUsual;          ///< the day is written with four digits for the year

@@ -452,6 +452,22 @@ TEST_F(TimeMgr, MomentsWithoutALocalDateAreNoDayOfOurs)
     }
 }
 
+TEST_F(TimeMgr, DaysAndYearsAreComparedByTheirTextWhateverTheYear)
+{
+    using nettest::Moment;
+    for (const int year : {-10'000, -1, 0, 1, 999, 1'000, 1'969, 1'970, 2'026, 9'999, 10'000, 30'000}) {
+        const long newYear = Moment(0, year, 1, 1);
+        for (const long a : {newYear - 1, newYear, newYear + nettest::DAY}) {
+            for (const long b : {a - 1, a, a + 1, a + nettest::DAY, a + 365 * nettest::DAY, 0L}) {
+                EXPECT_EQ(CTimeMgr::SameDay(a, b), CTimeMgr::CompareFormatedTime("%Y-%m-%d", a, b))
+                    << a << ' ' << b;
+                EXPECT_EQ(CTimeMgr::SameYear(a, b), CTimeMgr::CompareFormatedTime("%Y", a, b))
+                    << a << ' ' << b;
+            }
+        }
+    }
+}
+
 TEST_F(TimeMgr, APeriodThatBeginsBeforeEveryDateIsOver)
 {
     const long now = CTimeMgr::GetTime();
