@@ -1,8 +1,12 @@
 #include "store/DataDocument.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <climits>
+#include <cstdint>
+#include <cstring>
+#include <optional>
 #include <span>
 #include <system_error>
 
@@ -22,6 +26,25 @@ unsigned long long ToLargeNumber(std::string_view text)
     const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
     if (result.ec == std::errc::result_out_of_range) value = LLONG_MAX;
     return static_cast<unsigned long long>(value);
+}
+
+constexpr std::size_t EIGHT = sizeof(std::uint64_t);
+
+/// The number that eight characters are, all at once: pairs of digits first, then pairs of those. Nothing if
+/// one is no digit.
+std::optional<unsigned long long> EightDigits(const char* text)
+{
+    constexpr std::uint64_t EACH = 0x0101010101010101;
+
+    std::uint64_t digits = 0;
+    std::memcpy(&digits, text, sizeof digits);
+    if constexpr (std::endian::native == std::endian::big) digits = __builtin_bswap64(digits);
+    digits -= '0' * EACH;
+    if (((digits | (digits + (0x7F - 9) * EACH)) & 0x80 * EACH) != 0) return std::nullopt;
+    digits = digits * 10 + (digits >> 8);  // every second byte is a number of two digits
+    const std::uint64_t even = digits & 0x000000FF000000FF;
+    const std::uint64_t odd = digits >> 16 & 0x000000FF000000FF;
+    return (even * (100 + (1'000'000ULL << 32)) + odd * (1 + (10'000ULL << 32))) >> 32;
 }
 
 /// The attributes of a record in the order of RecordReader::Attribute, which is the one they are written in.
@@ -49,9 +72,14 @@ unsigned long long ToNumber(std::string_view text)
     constexpr std::size_t MOST_DIGITS = 18;  // what a signed 64-bit number can surely hold
 
     const std::size_t zeros = text.size() > MOST_DIGITS ? text.find_first_not_of('0') : 0;
-    const std::string_view digits = text.substr(std::min(zeros, text.size()));
+    std::string_view digits = text.substr(std::min(zeros, text.size()));
     if (digits.size() > MOST_DIGITS) return ToLargeNumber(digits);
     unsigned long long value = 0;
+    for (; digits.size() >= EIGHT; digits.remove_prefix(EIGHT)) {
+        const auto part = EightDigits(digits.data());
+        if (!part) return 0;
+        value = value * 100'000'000 + *part;
+    }
     for (const char c : digits) {
         if (c < '0' || c > '9') return 0;
         value = value * 10 + static_cast<unsigned long long>(c - '0');
