@@ -328,8 +328,6 @@ protected:
     /// The last such element.
     int x_FindLastElem(int parent, int after, const char* name) const;
     std::string_view x_TagName(int element) const;
-    /// Whether `wanted` designates an element's tag name. `isWord`: it is what `x_IsName` allows.
-    bool x_HasName(int element, std::string_view wanted, bool isWord) const;
     /// The document from the place `from` up to, but without, `end`. Where the gap lies in between, the text
     /// is put together in `joined`.
     std::string_view x_Text(int from, int end, std::string& joined) const;

@@ -139,18 +139,6 @@ std::string_view CMarkupSTL::x_TagName(int element) const
     return x_GetToken(token);
 }
 
-// A name that is a word stands in a plain start tag as it is, with no more of the word behind it.
-bool CMarkupSTL::x_HasName(int element, std::string_view wanted, bool isWord) const
-{
-    if (isWord) {
-        const char* const at = m_text.Data() + x_Pos(element).startLeft + 1;
-        // Not further than the NUL: the name may be longer than all the text that is left.
-        const bool begins = std::strncmp(at, wanted.data(), wanted.size()) == 0;
-        if (begins && Has(WORD_END, at[wanted.size()])) return true;
-    }
-    return x_MatchName(x_TagName(element), wanted);
-}
-
 bool CMarkupSTL::x_IsName(std::string_view word)
 {
     if (word.empty() || word.size() > MAX_LENGTH || IsQuote(word[0])) return false;
@@ -211,26 +199,26 @@ bool CMarkupSTL::x_FindOddAttrib(TokenPos& token, std::string_view wanted)
 
 bool CMarkupSTL::GetAttribs(std::span<const AttribKey> keys, std::span<std::string_view> values) const
 {
-    std::size_t missing = keys.size();
-    const char* at = nullptr;
-    if (x_IsReached(m_nMainPos)) {
-        at = m_text.Data() + x_Pos(m_nMainPos).startLeft + 1;
-        if (!BeginsWord(*at)) return false;
-        at = EndOfWord(at);
-        const char* const last = m_text.Data() + x_Pos(m_nMainPos).startRight;
-        for (; missing > 0; --missing) {  // as long as they stand as expected
-            const AttribKey& key = keys[keys.size() - missing];
-            if (!key.IsAt(at)) break;
-            const char* const value = at + key.Length();
-            const char* const end = FindQuote(value, last);
-            if (end > last) return false;
-            values[keys.size() - missing] = {value, static_cast<std::size_t>(end - value)};
-            at = end + 1;
-        }
+    if (!x_IsReached(m_nMainPos)) {
+        std::fill(values.begin(), values.end(), std::string_view());
+        return true;
+    }
+    const char* at = m_text.Data() + x_Pos(m_nMainPos).startLeft + 1;
+    const char* const last = m_text.Data() + x_Pos(m_nMainPos).startRight;
+    if (!BeginsWord(*at)) return false;
+    at = EndOfWord(at);
+
+    std::size_t count = 0;
+    for (; count < keys.size() && keys[count].IsAt(at); ++count) {  // as long as they stand as expected
+        const char* const value = at + keys[count].Length();
+        const char* const end = FindQuote(value, last);
+        if (end > last) return false;
+        values[count] = {value, static_cast<std::size_t>(end - value)};
+        at = end + 1;
     }
 
-    std::fill(values.end() - static_cast<std::ptrdiff_t>(missing), values.end(), std::string_view());
-    while (missing > 0 && at) {
+    std::fill(values.begin() + static_cast<std::ptrdiff_t>(count), values.end(), std::string_view());
+    while (count < keys.size()) {
         while (Has(BLANKS, *at))
             ++at;
         if (Has(TAG_END, *at)) break;
@@ -243,7 +231,7 @@ bool CMarkupSTL::GetAttribs(std::span<const AttribKey> keys, std::span<std::stri
         std::string_view& value = values[static_cast<std::size_t>(key - keys.begin())];
         if (value.data()) continue;  // the first one counts
         value = attrib.Value();
-        --missing;
+        ++count;
     }
     return true;
 }

@@ -69,8 +69,7 @@ int CMarkupSTL::x_FindElem(int parent, int after, const char* name) const
     const std::string_view wanted = x_View(name);
     int element = after ? x_Pos(after).next : x_Pos(parent).firstChild;
     if (wanted.empty()) return element;
-    const bool isWord = x_IsName(wanted);
-    while (element && !x_HasName(element, wanted, isWord)) {
+    while (element && !x_MatchName(x_TagName(element), wanted)) {
         element = x_Pos(element).next;
         ++m_steps.elementsPassed;
     }
@@ -81,8 +80,7 @@ int CMarkupSTL::x_FindLastElem(int parent, int after, const char* name) const
 {
     const std::string_view wanted = x_View(name);
     int element = x_LastChild(parent);
-    const bool isWord = x_IsName(wanted);
-    while (element != after && !wanted.empty() && !x_HasName(element, wanted, isWord)) {
+    while (element != after && !wanted.empty() && !x_MatchName(x_TagName(element), wanted)) {
         element = x_PreviousSibling(element);
         ++m_steps.elementsPassed;
     }
