@@ -6,21 +6,20 @@
 #include <algorithm>
 #include <map>
 #include <optional>
-#include <random>
 #include <tuple>
 #include <utility>
 
 #include "host/UsageMeter.h"
 #include "platform/dialup/LinkMonitor.h"
-#include "tests/platform/Machine.h"
 #include "tests/platform/PluginModel.h"
+#include "tests/platform/RandomMachine.h"
 
 namespace {
 
 using namespace netinfo;
 using nettest::kDirections;
-using nettest::Machine;
 using nettest::PluginModel;
+using nettest::RandomMachine;
 
 /// A link for as long as its counters go on.
 using Life = std::tuple<int, std::string, unsigned int, int>;
@@ -35,10 +34,10 @@ struct Ledger
     std::map<int, Life> lives;  ///< that the marks are of, by index
 };
 
-class World
+class World : public RandomMachine
 {
 public:
-    explicit World(unsigned int seed) : m_random(seed)
+    explicit World(unsigned int seed) : RandomMachine(seed)
     {
         for (int i = 0; i < 3; ++i) {
             machine.Hardware(FreshName());
@@ -49,10 +48,6 @@ public:
             link.counters = ByteCounters{kLeast + Random(20'000'000'000'000), kLeast};
         Start();
     }
-
-    unsigned long long Random(unsigned long long below) { return m_random() % below; }
-    const std::string& AnyLink() { return machine.links[Random(machine.links.size())].name; }
-    std::string FreshName() { return "eth" + std::to_string(++m_lastName); }
 
     void Transfer(unsigned long long most)
     {
@@ -140,10 +135,7 @@ public:
     }
     void ResetCounters(const std::string& name)
     {
-        KernelLink& link = machine.Link(name);
-        if (link.counters->received < kLeast || link.counters->sent < kLeast) return;  // must show
-        link.counters = ByteCounters{};
-        ++m_resets[link.index];
+        if (RandomMachine::ResetCounters(name)) ++m_resets[machine.Link(name).index];
     }
 
     /// When all is quiet, the ledger holds what the kernel has counted.
@@ -166,8 +158,6 @@ public:
 
     const Ledger& Held() const { return m_ledger; }
     const PluginModel& Plugin() const { return *m_plugin; }
-
-    Machine machine;
 
 private:
     static constexpr unsigned long long kLeast = 1'000'000'000'000;
@@ -192,8 +182,6 @@ private:
         }
     }
 
-    std::mt19937_64 m_random;
-    int m_lastName = 10;
     std::optional<LinkMonitor> m_monitor;
     std::optional<PluginModel> m_plugin;
     std::optional<UsageMeter> m_meter;
@@ -207,44 +195,6 @@ private:
     std::map<int, int> m_absences;
     std::map<Life, ByteCounters> m_before;
 };
-
-void HappenToALink(World& world)
-{
-    static constexpr std::array kRulings = {Ruling::DialUp, Ruling::Wifi, Ruling::Adsl, Ruling::Ignore};
-    Machine& machine = world.machine;
-    const std::string name = world.AnyLink();
-    switch (world.Random(9)) {
-        case 0:
-            machine.SetUp(name, false);
-            break;
-        case 1:
-        case 2:
-            machine.SetUp(name, true);
-            break;
-        case 3:
-            *machine.Link(name).carrierChanges += 2;
-            break;
-        case 4:
-            world.ResetCounters(name);
-            break;
-        case 5:
-            machine.Link(name).name = world.FreshName();
-            break;
-        case 6:
-            machine.Rule(name, kRulings[world.Random(kRulings.size())]);
-            world.Report();
-            break;
-        case 7:  // the link is unplugged, and another one plugged in
-            if (machine.links.size() > 4) machine.Remove(name);
-            machine.Hardware(world.FreshName()).counters = ByteCounters{world.Random(5'000'000'000), 0};
-            break;
-        case 8:
-            machine.linkError = world.Random(4) == 0 ? 105 : 0;
-            break;
-        default:
-            break;
-    }
-}
 
 class RandomUse : public testing::TestWithParam<unsigned int>
 {};

@@ -3,33 +3,32 @@
 
 #include <cerrno>
 #include <map>
-#include <random>
 #include <set>
 #include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "platform/dialup/LinkMonitor.h"
-#include "tests/platform/Machine.h"
 #include "tests/platform/PluginModel.h"
+#include "tests/platform/RandomMachine.h"
 
 namespace {
 
 using namespace netinfo;
 using namespace std::chrono_literals;
-using nettest::Machine;
-
 using nettest::kDirections;
+using nettest::Machine;
 using nettest::PluginModel;
+using nettest::RandomMachine;
 
 /// A machine with a plug-in and a host, and a ledger of every byte: what the plug-in must have counted.
 ///
 /// A byte may get lost in these ways and no other: its link went down, or its counters were reset, before the
 /// next read; its link came up, and nobody had read it yet; its name was gone before the host reported it.
-class World
+class World : public RandomMachine
 {
 public:
-    explicit World(unsigned int seed) : m_random(seed)
+    explicit World(unsigned int seed) : RandomMachine(seed)
     {
         machine.Hardware("eth1");
         machine.Hardware("eth10");
@@ -45,12 +44,6 @@ public:
         }
     }
 
-    unsigned long long Random(unsigned long long below) { return m_random() % below; }
-    const std::string& AnyLink() { return machine.links[Random(machine.links.size())].name; }
-
-    /// Now and then one that another link's name begins with.
-    std::string FreshName() { return "eth" + std::to_string(++m_lastName); }
-
     void Transfer(const std::string& name, const ByteCounters& bytes)
     {
         const KernelLink& link = machine.Link(name);
@@ -63,14 +56,9 @@ public:
         }
     }
 
-    /// Sets both counters of a link back to nothing.
     void ResetCounters(const std::string& name)
     {
-        KernelLink& link = machine.Link(name);
-        constexpr unsigned long long kAnySecond = 1'000'000'000'000;
-        if (link.counters->received < kAnySecond || link.counters->sent < kAnySecond) return;  // must show
-        link.counters = ByteCounters{};
-        m_accounts[link.index].reset = true;
+        if (RandomMachine::ResetCounters(name)) m_accounts[machine.Link(name).index].reset = true;
     }
 
     /// The host looks at the links and reports them as connected devices.
@@ -182,7 +170,6 @@ public:
         return rule != machine.surroundings.rules.end() && rule->second == Ruling::Ignore;
     }
 
-    Machine machine;
     LinkMonitor monitor{machine};
     PluginModel plugin{monitor};
 
@@ -250,8 +237,6 @@ private:
         m_handed.clear();
     }
 
-    std::mt19937_64 m_random;
-    int m_lastName = 10;
     unsigned long long m_reported = 0;
     std::map<int, Account> m_accounts;       ///< by link index
     std::map<std::string, Handed> m_handed;  ///< by device name
@@ -259,45 +244,6 @@ private:
     ByteCounters m_lost;                     ///< of that, lost in one of the ways that are allowed
     unsigned long long m_begun = 0;          ///< names that the plug-in counted from their first byte
 };
-
-/// One thing that happens to a machine's links.
-void Happen(World& world)
-{
-    static constexpr std::array kRulings = {Ruling::DialUp, Ruling::Wifi, Ruling::Adsl, Ruling::Ignore};
-    Machine& machine = world.machine;
-    const std::string name = world.AnyLink();
-    switch (world.Random(9)) {
-        case 0:
-            machine.SetUp(name, false);
-            break;
-        case 1:
-        case 2:
-            machine.SetUp(name, true);
-            break;
-        case 3:
-            *machine.Link(name).carrierChanges += 2;
-            break;
-        case 4:
-            world.ResetCounters(name);
-            break;
-        case 5:
-            machine.Link(name).name = world.FreshName();
-            break;
-        case 6:
-            machine.Rule(name, kRulings[world.Random(kRulings.size())]);
-            world.Report();
-            break;
-        case 7:  // the link is unplugged, and another one plugged in
-            if (machine.links.size() > 4) machine.Remove(name);
-            machine.Hardware(world.FreshName()).counters = ByteCounters{world.Random(5'000'000'000), 0};
-            break;
-        case 8:
-            machine.linkError = world.Random(4) == 0 ? ENOBUFS : 0;
-            break;
-        default:
-            break;
-    }
-}
 
 void TransferSome(World& world, unsigned long long most)
 {
@@ -327,7 +273,7 @@ TEST_P(RandomLinks, AreCountedToTheByteWithAPromptHost)
         const unsigned long long most = world.Random(10) == 0 ? 3'000'000'000 : 20'000'000;
         TransferSome(world, most);
         for (auto events = world.Random(4); events > 1; --events) {
-            Happen(world);
+            HappenToALink(world);
             TransferSome(world, most);
         }
         if (world.Random(100) == 0) world.Disconnect();
@@ -350,7 +296,7 @@ TEST_P(RandomLinks, AreCountedToTheByteWithAHostThatIsASecondLate)
         // Not more than the plug-in takes in one sample even when a second's worth comes late.
         TransferSome(world, 8'000'000);
         for (auto events = world.Random(3); events > 1; --events) {
-            Happen(world);
+            HappenToALink(world);
             TransferSome(world, 8'000'000);
         }
         world.Heartbeat();
