@@ -16,9 +16,12 @@
 #include <linux/if_arp.h>
 #include <linux/if_packet.h>
 #include <linux/if_tun.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include "platform/dialup/KernelLinks.h"
@@ -127,6 +130,44 @@ private:
     int m_outside;
     int m_inside = -1;
     int m_error = 0;
+};
+
+/// Hears what the kernel announces about the links of a namespace, from its own making on. A carrier that
+/// comes or goes is announced by a worker of the kernel's, in its own time.
+class LinkNews
+{
+public:
+    explicit LinkNews(const Namespace& where)
+    {
+        where.Do([&] { m_socket = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE); });
+        sockaddr_nl links{};
+        links.nl_family = AF_NETLINK;
+        links.nl_groups = RTMGRP_LINK;
+        bind(m_socket, reinterpret_cast<const sockaddr*>(&links), sizeof links);
+        const timeval limit{10, 0};
+        setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    }
+    ~LinkNews() { close(m_socket); }
+    LinkNews(const LinkNews&) = delete;
+    LinkNews& operator=(const LinkNews&) = delete;
+
+    /// Waits for the news that a link is up, or that it is not; false if that takes ten seconds.
+    bool Await(const std::string& name, bool up)
+    {
+        std::vector<std::byte> news(65'536);
+        for (;;) {
+            const ssize_t length = recv(m_socket, news.data(), news.size(), 0);
+            if (length < 0) return false;
+            const auto links =
+                netinfo::ParseLinks(netinfo::Bytes(news.data(), static_cast<std::size_t>(length)));
+            for (const netinfo::KernelLink& link : links.value()) {
+                if (link.name == name && netinfo::IsUp(link) == up) return true;
+            }
+        }
+    }
+
+private:
+    int m_socket = -1;
 };
 
 /// A tunnel whose far end is this program, so that its links type and its traffic are the test's choice. It

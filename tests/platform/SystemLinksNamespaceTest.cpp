@@ -5,7 +5,6 @@
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <chrono>
 
 #include <atomic>
 #include <chrono>
@@ -29,6 +28,7 @@ namespace {
 
 using namespace netinfo;
 using namespace std::chrono_literals;
+using nettest::LinkNews;
 using nettest::Namespace;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -146,6 +146,8 @@ protected:
             m_there->Send(there, 100, 100);
             m_here->Send(here, 100, 100);
         }
+        // What opened the link holds the kernel's lock on links until it has announced that.
+        ASSERT_TRUE(Here("link set " + here + " up"));
     }
     static std::string Described(const std::string& deviceName, const ByteCounters& counters)
     {
@@ -245,9 +247,11 @@ TEST_F(SystemLinksNamespaceTest, SeesACarrierThatFlappedBetweenTwoReads)
     Rule("wan0", "adsl");
     Rows();
     const ByteCounters before = m_here->Counters("wan0");
+    LinkNews news(*m_here);
     m_there->Send("far0", 5'000);
     ASSERT_TRUE(There("link set far0 down"));
     ASSERT_TRUE(There("link set far0 up"));
+    ASSERT_TRUE(news.Await("wan0", true));
     AwaitOpen("wan0", "far0");
     const ByteCounters after = m_here->Counters("wan0");
 
@@ -328,7 +332,9 @@ TEST_F(SystemLinksNamespaceTest, SeesALinkThatWasAwayForLessThanASecond)
 TEST_F(SystemLinksNamespaceTest, SeesTheFarEndPulled)
 {
     Rows();
+    LinkNews news(*m_here);
     ASSERT_TRUE(There("link set far0 down"));
+    ASSERT_TRUE(news.Await("wan0", false));
 
     EXPECT_THAT(Rows(), IsEmpty());
 }
