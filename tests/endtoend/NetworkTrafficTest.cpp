@@ -442,7 +442,7 @@ TEST_F(NetworkTraffic, IsInItsHourToTheByteAcrossAStopAKillAndALinkMadeAnew)
     constexpr std::time_t TEN = 1778148000;  // 2026-05-07 10:00 UTC
     constexpr std::time_t HOUR = 3600;
     constexpr std::time_t MINUTE = 60;
-    nettest::ProgramClock clock(NETTEST_PROGRAM_CLOCK, TEN + 59 * MINUTE);
+    nettest::ProgramClock clock(NETTEST_PROGRAM_CLOCK, TEN + 30 * MINUTE);
     m_environment.merge(clock.Environment());
     const std::string rules = "eth1=adsl\neth2=wifi\n";
     ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));

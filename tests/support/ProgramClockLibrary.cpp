@@ -4,6 +4,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <ctime>
 
@@ -16,17 +17,23 @@ namespace {
 
 constexpr long long SECOND = 1'000'000'000;  // nanoseconds
 
+/// Null where the program was given no clock. Bare system calls and no lock, because a sanitizer asks for the
+/// time within its own `open` and `malloc`.
 const nettest::ClockOffsets* Offsets()
 {
-    static const nettest::ClockOffsets* const offsets = []() -> const nettest::ClockOffsets* {
-        const char* const path = std::getenv(nettest::ProgramClock::PAGE);
-        const int file = path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC);
-        if (file < 0) return nullptr;
-        void* const page = mmap(nullptr, sizeof(nettest::ClockOffsets), PROT_READ, MAP_SHARED, file, 0);
-        close(file);
-        return page == MAP_FAILED ? nullptr : static_cast<const nettest::ClockOffsets*>(page);
-    }();
-    return offsets;
+    static constinit std::atomic<const nettest::ClockOffsets*> s_offsets{nullptr};
+    if (const nettest::ClockOffsets* const known = s_offsets) return known;
+
+    const char* const path = std::getenv(nettest::ProgramClock::PAGE);
+    if (path == nullptr) return nullptr;
+    const long file = syscall(SYS_openat, AT_FDCWD, path, O_RDONLY | O_CLOEXEC);
+    if (file < 0) return nullptr;
+    const long page =
+        syscall(SYS_mmap, nullptr, sizeof(nettest::ClockOffsets), PROT_READ, MAP_SHARED, file, 0L);
+    syscall(SYS_close, file);
+    if (page == -1) return nullptr;
+    s_offsets = reinterpret_cast<const nettest::ClockOffsets*>(page);
+    return s_offsets;
 }
 
 long long AddedTo(clockid_t clock)
