@@ -219,8 +219,8 @@ TEST_F(ServicesConcurrency, EveryOperationMayMeetEveryOtherForAsLongAsYouLike)
     RunWhile(actions, [&](unsigned int round) {
         ++rounds;
         // Threads that asked without a pause would hold the locks for most of the time: the heartbeat leads,
-        // by a few beats for each round.
-        constexpr int CALLS_FOR_A_ROUND = 8;
+        // by more than a beat for each round.
+        constexpr int CALLS_FOR_A_ROUND = 24;
         for (int calls = asking.calls; calls < CALLS_FOR_A_ROUND * static_cast<int>(round);
              calls = asking.calls)
             asking.calls.wait(calls);
