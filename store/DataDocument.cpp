@@ -28,7 +28,7 @@ unsigned long long ToLargeNumber(std::string_view text)
     return static_cast<unsigned long long>(value);
 }
 
-constexpr std::size_t EIGHT = sizeof(std::uint64_t);
+constexpr std::ptrdiff_t EIGHT = sizeof(std::uint64_t);
 
 /// The number that eight characters are, all at once: pairs of digits first, then pairs of those. Nothing if
 /// one is no digit.
@@ -71,18 +71,18 @@ unsigned long long ToNumber(std::string_view text)
 {
     constexpr std::size_t MOST_DIGITS = 18;  // what a signed 64-bit number can surely hold
 
-    const std::size_t zeros = text.size() > MOST_DIGITS ? text.find_first_not_of('0') : 0;
-    std::string_view digits = text.substr(std::min(zeros, text.size()));
-    if (digits.size() > MOST_DIGITS) return ToLargeNumber(digits);
+    if (text.size() > MOST_DIGITS) return ToLargeNumber(text);
+    const char* at = text.data();
+    const char* const end = at + text.size();
     unsigned long long value = 0;
-    for (; digits.size() >= EIGHT; digits.remove_prefix(EIGHT)) {
-        const auto part = EightDigits(digits.data());
+    for (; end - at >= EIGHT; at += EIGHT) {
+        const auto part = EightDigits(at);
         if (!part) return 0;
         value = value * 100'000'000 + *part;
     }
-    for (const char c : digits) {
-        if (c < '0' || c > '9') return 0;
-        value = value * 10 + static_cast<unsigned long long>(c - '0');
+    for (; at != end; ++at) {
+        if (*at < '0' || *at > '9') return 0;
+        value = value * 10 + static_cast<unsigned long long>(*at - '0');
     }
     return value;
 }
