@@ -246,12 +246,6 @@ protected:
         return Json::parse(program.Text());
     }
     Json Usage(const std::string& type) { return Usage(type, "type")["total"]; }
-    void ExpectUsage(const std::string& type, const Traffic& expected)
-    {
-        const Json usage = Usage(type);
-        EXPECT_EQ(expected.received, usage["downloaded"]) << type << usage;
-        EXPECT_EQ(expected.sent, usage["uploaded"]) << type << usage;
-    }
 
     /// What the kernel has counted on a link, as `mark` says, since the last time that it was asked so.
     Traffic Moved(const std::string& link, Traffic& mark) const

@@ -82,4 +82,5 @@ __attribute__((visibility("default"))) time_t time(time_t* result) noexcept
     if (result != nullptr) *result = now.tv_sec;
     return now.tv_sec;
 }
-}
+
+}  // extern "C"
