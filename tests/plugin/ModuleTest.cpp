@@ -1,6 +1,5 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -8,10 +7,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include "plugin/HostInterfaces.h"
+#include "tests/support/AllocationCount.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/Soak.h"
@@ -149,10 +150,9 @@ TEST_F(Module, CanBeLoadedAgain)
     }
 }
 
-// What the process holds, all of which has to be what it was before the module was loaded.
+// What the process holds beside memory, all of which has to be what it was before the module was loaded.
 struct Holdings
 {
-    std::size_t heap = 0;  ///< bytes
     std::size_t mappings = 0;
     std::size_t threads = 0;
     std::size_t files = 0;
@@ -167,8 +167,7 @@ struct Holdings
         Holdings now;
         now.threads = count("/proc/self/task");
         now.files = count("/proc/self/fd");
-#ifndef NETINFO_SANITIZED  // which bring allocators of their own
-        now.heap = mallinfo2().uordblks;
+#ifndef NETINFO_SANITIZED  // which map memory for themselves
         now.mappings = static_cast<std::size_t>(std::count(maps.begin(), maps.end(), '\n'));
 #endif
         return now;
@@ -177,20 +176,15 @@ struct Holdings
 
 TEST_F(Module, DoesNotGrowOverAThousandLives)
 {
-    mallopt(M_ARENA_MAX, 1);  // the count is that of one arena
     const int lives = nettest::IsSoak() ? 10'000 : 1'000;
-    const int stretch = lives / 10;
-    Holdings before;  // when the first stretch is over
-    Holdings last;
-    std::vector<long> growths;  // of the heap, in bytes, over each later stretch
-    const auto look = [&](int life) {
-        const Holdings now = Holdings::Now();
-        if (life == stretch) before = now;
-        if (life > stretch) growths.push_back(static_cast<long>(now.heap) - static_cast<long>(last.heap));
-        last = now;
-    };
+    constexpr int WARM = 100;
+    std::optional<Holdings> before;
+    std::optional<nettest::AllocationCount> memory;
     for (int life = 0; life < lives; ++life) {
-        if (life % stretch == 0) look(life);
+        if (life == WARM) {
+            before = Holdings::Now();
+            memory.emplace();
+        }
         nettest::FakeContainer host(&connections, &deviceManager);  // notes what it was asked for
         IBasePlugin* const plugin = CreateConnected(host);
         IBaseInterface* traffic = nullptr;
@@ -226,17 +220,14 @@ TEST_F(Module, DoesNotGrowOverAThousandLives)
         std::filesystem::remove(directory.File("NetInfo.dat"));
         FakePlatform::ClearTraces();
     }
-    look(lives);
+    const long long held = memory->Held();
+    const Holdings after = Holdings::Now();
 
-    // What only some lives need, such as room for a heartbeat's traces, is there from the first of those on,
-    // whenever that comes; a leak is there in every stretch.
-    std::printf("%d lives: the heap went from %zu to %zu bytes\n", lives, before.heap, last.heap);
-    constexpr long ONE_WORD_A_LIFE = 8;  // bytes; the least leak
-    std::sort(growths.begin(), growths.end());
-    EXPECT_LT(growths[growths.size() / 2], ONE_WORD_A_LIFE * stretch);
-    EXPECT_LE(last.mappings, before.mappings + 2);
-    EXPECT_EQ(last.threads, before.threads);
-    EXPECT_EQ(last.files, before.files);
+    std::printf("after %d of %d lives: %lld bytes more\n", lives - WARM, lives, held);
+    EXPECT_EQ(held, 0);
+    EXPECT_LE(after.mappings, before->mappings + 2);
+    EXPECT_EQ(after.threads, before->threads);
+    EXPECT_EQ(after.files, before->files);
     if (__lsan_do_recoverable_leak_check) {
         EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
     }

@@ -5,10 +5,10 @@
 namespace nettest {
 
 /// Counts, while it lives, every piece of memory that any thread asks the C library for, by whatever name:
-/// `malloc`, `operator new`, a library function that copies a text.
+/// `malloc`, `operator new`, a library function that copies a text. The same in every build: what the C library
+/// or a sanitizer keeps for later is not in it.
 ///
 /// Threads: one object at a time; any thread may allocate meanwhile.
-/// Errors:  the sanitizers keep the C library's functions to themselves; a test asks `Available` and skips.
 class AllocationCount
 {
 public:
@@ -17,14 +17,17 @@ public:
     AllocationCount(const AllocationCount&) = delete;
     AllocationCount& operator=(const AllocationCount&) = delete;
 
-    static bool Available();
+    /// Pieces asked for.
     std::size_t Made() const;
+    /// Bytes asked for and not given back; below 0 where more was given back that is older than the count.
+    long long Held() const;
 
-    /// For the allocating functions.
-    static void Note();
+    /// For the functions that allocate and free: of how many bytes.
+    static void NoteAllocated(std::size_t bytes);
+    static void NoteFreed(std::size_t bytes);
 };
 
-/// What the thread allocates while it lives is not counted: it is the test's own. May be nested.
+/// What the thread allocates and frees while it lives is not counted: it is the test's own. May be nested.
 class Uncounted
 {
 public:
