@@ -50,7 +50,7 @@ int OnError(const nlmsghdr* message, void* /*data*/)
 }
 
 /// A head of zeros asks for everything of every family.
-void PutHead(nlmsghdr* request, unsigned short type)
+void PutHead(nlmsghdr* request, unsigned short type, int link)
 {
     if (type == RTM_GETSTATS) {
         auto* const head =
@@ -58,7 +58,25 @@ void PutHead(nlmsghdr* request, unsigned short type)
         head->filter_mask = IFLA_STATS_FILTER_BIT(IFLA_STATS_LINK_64);
         return;
     }
-    mnl_nlmsg_put_extra_header(request, type == RTM_GETLINK ? sizeof(ifinfomsg) : sizeof(rtmsg));
+    if (type == RTM_GETLINK) {
+        static_cast<ifinfomsg*>(mnl_nlmsg_put_extra_header(request, sizeof(ifinfomsg)))->ifi_index = link;
+        return;
+    }
+    mnl_nlmsg_put_extra_header(request, sizeof(rtmsg));
+}
+
+/// Whether something got in between this part of a dump and the one before. The library would end there, and
+/// what is left of the answer is worth reading: the marks are taken off.
+bool TakeOffInterruptions(std::byte* part, std::size_t length)
+{
+    bool interrupted = false;
+    int rest = static_cast<int>(length);
+    for (auto* message = reinterpret_cast<nlmsghdr*>(part); mnl_nlmsg_ok(message, rest);
+         message = mnl_nlmsg_next(message, &rest)) {
+        interrupted = interrupted || (message->nlmsg_flags & NLM_F_DUMP_INTR) != 0;
+        message->nlmsg_flags &= static_cast<unsigned short>(~NLM_F_DUMP_INTR);
+    }
+    return interrupted;
 }
 
 /// The kernel does not know the question, or does not let this process ask it.
@@ -75,11 +93,9 @@ int Netlink::Dump(unsigned short type, Bytes& messages)
 {
     int error = 0;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        messages = {};
-        error = DumpOnce(type, [&](Bytes part) {
-            messages = {m_messages.get(), messages.size() + NLMSG_ALIGN(part.size())};
-            return messages.size();
-        });
+        std::size_t kept = 0;
+        error = Exchange({type, {}}, kept);
+        messages = {m_messages.get(), kept};
         if (error == 0) return 0;
         if (error == ENOSPC && m_room < kLargestRoom) m_room *= 2;
         if (!WorthAnotherTry(error)) break;
@@ -87,11 +103,23 @@ int Netlink::Dump(unsigned short type, Bytes& messages)
     return error;
 }
 
+int Netlink::AskForEach(std::span<const int> links, Bytes& messages)
+{
+    std::size_t kept = 0;
+    for (const int link : links) {
+        const int error = Exchange({RTM_GETLINK, link}, kept);
+        if (error != 0 && error != ENODEV) return error;
+    }
+    messages = {m_messages.get(), kept};
+    m_linksChanged = true;
+    return 0;
+}
+
 int Netlink::DumpStatistics(StatisticsReader& reader)
 {
     if (m_statisticsRefused) return EOPNOTSUPP;
 
-    const int error = DumpOnce(RTM_GETSTATS, [&](Bytes part) {
+    const int error = Exchange({RTM_GETSTATS, {}}, 0, [&](Bytes part) {
         reader.Read(part);
         return std::size_t{0};
     });
@@ -100,12 +128,20 @@ int Netlink::DumpStatistics(StatisticsReader& reader)
     return m_linksChanged ? ESTALE : 0;
 }
 
+/// Keeps the answer behind what is `kept` already.
+int Netlink::Exchange(const Question& question, std::size_t& kept)
+{
+    return Exchange(question, kept, [&](Bytes part) { return kept += NLMSG_ALIGN(part.size()); });
+}
+
+/// Hands each part of the answer to `take`, which tells how many bytes of the parts so far it still needs;
+/// `kept` is what is needed of earlier answers.
 template <class Take>
-int Netlink::DumpOnce(unsigned short type, Take take)
+int Netlink::Exchange(const Question& question, std::size_t kept, Take take)
 {
     int error = Open();
-    if (error == 0) error = Ask(type);
-    if (error == 0) error = Receive(type, take);
+    if (error == 0) error = Ask(question);
+    if (error == 0) error = Receive(question, kept, take);
     if (error != 0) m_socket.reset();  // what is left of the answer goes with it
     return error;
 }
@@ -123,46 +159,48 @@ int Netlink::Open()
     return 0;
 }
 
-int Netlink::Ask(unsigned short type)
+int Netlink::Ask(const Question& question)
 {
     alignas(nlmsghdr) std::array<char, 64> request{};
     nlmsghdr* const header = mnl_nlmsg_put_header(request.data());
-    header->nlmsg_type = type;
-    header->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+    header->nlmsg_type = question.type;
+    header->nlmsg_flags = question.link ? NLM_F_REQUEST : NLM_F_REQUEST | NLM_F_DUMP;
     header->nlmsg_seq = ++m_sequence;
-    PutHead(header, type);
+    PutHead(header, question.type, question.link.value_or(0));
     // Without an address it goes to the kernel.
     return send(mnl_socket_get_fd(m_socket.get()), header, header->nlmsg_len, 0) < 0 ? errno : 0;
 }
 
-/// Hands each part of the answer to `take`, which tells how many bytes of the parts so far it still needs.
 template <class Take>
-int Netlink::Receive(unsigned short type, Take take)
+int Netlink::Receive(const Question& question, std::size_t kept, Take take)
 {
     std::array<mnl_cb_t, NLMSG_MIN_TYPE> control{};
     control[NLMSG_ERROR] = OnError;
     control[NLMSG_DONE] = OnDone;
     const unsigned int port = mnl_socket_get_portid(m_socket.get());
     bool begun = false;
-    for (std::size_t kept = 0;;) {
+    bool interrupted = false;
+    for (;;) {
         std::size_t length = 0;
         if (const int error = ReceivePart(kept, length); error != 0) return error;
 
-        const std::byte* const part = m_messages.get() + kept;
+        std::byte* const part = m_messages.get() + kept;
         const auto* const header = reinterpret_cast<const nlmsghdr*>(part);
         if (header->nlmsg_pid != port || header->nlmsg_seq != m_sequence) {
             m_linksChanged = true;
             continue;
         }
         // What changed before the answer was begun is in it.
-        if (!begun && type == RTM_GETLINK) m_linksChanged = false;
+        if (!begun && question.type == RTM_GETLINK) m_linksChanged = false;
         begun = true;
 
+        interrupted |= TakeOffInterruptions(part, length);
         const int result =
             mnl_cb_run2(part, length, m_sequence, port, nullptr, nullptr, control.data(), control.size());
         if (result < 0) return errno;
         kept = take({part, length});
-        if (result == MNL_CB_STOP) return 0;
+        const bool isLast = question.link || result == MNL_CB_STOP;
+        if (isLast) return interrupted ? EINTR : 0;
     }
 }
 

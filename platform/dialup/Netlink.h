@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
+#include <span>
 
 #include <sys/types.h>
 
@@ -26,8 +28,14 @@ class Netlink
 public:
     /// Lends the messages of one whole, consistent dump of `type` (RTM_GETLINK, RTM_GETROUTE) for all address
     /// families, as the kernel sent them. A dump that was interrupted or overran is asked for again a few
-    /// times. After an error `messages` says nothing.
+    /// times. EINTR if changes got in between the parts of each of them: then `messages` are of the last one,
+    /// in which something may be missing or said twice. After another error they say nothing.
     int Dump(unsigned short type, Bytes& messages);
+
+    /// Lends the kernel's message about each of `links` by its index, asked for one by one, which nothing can
+    /// interrupt. A link that is gone has none. As changes may get in between, the next statistics are
+    /// ESTALE. After an error `messages` says nothing.
+    int AskForEach(std::span<const int> links, Bytes& messages);
 
     /// Gives `reader` one dump of the 64-bit statistics of all links (RTM_GETSTATS). ESTALE if any link has
     /// changed since the last dump of links was begun, or may have: then what that dump said may not hold any
@@ -41,12 +49,20 @@ private:
         void operator()(mnl_socket* socket) const;
     };
 
+    /// `link` is the index of the only one that is asked about.
+    struct Question
+    {
+        unsigned short type = 0;
+        std::optional<int> link;
+    };
+
     int Open();
+    int Exchange(const Question& question, std::size_t& kept);
     template <class Take>
-    int DumpOnce(unsigned short type, Take take);
-    int Ask(unsigned short type);
+    int Exchange(const Question& question, std::size_t kept, Take take);
+    int Ask(const Question& question);
     template <class Take>
-    int Receive(unsigned short type, Take take);
+    int Receive(const Question& question, std::size_t kept, Take take);
     int ReceivePart(std::size_t kept, std::size_t& length);
     void MakeRoom(std::size_t kept);
 

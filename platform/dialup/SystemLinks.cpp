@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fstream>
@@ -81,13 +82,31 @@ std::optional<Ruling> ReadRule(const std::string& linkName)
     return ParseRuling(text);
 }
 
+/// Adds those links of an interrupted dump that are not in `indexes`.
+void AddLinks(Bytes interrupted, std::vector<int>& indexes)
+{
+    const auto links = ParseLinks(interrupted);
+    if (!links) return;
+
+    for (const KernelLink& link : *links) {
+        indexes.push_back(link.index);
+    }
+    std::sort(indexes.begin(), indexes.end());
+    indexes.erase(std::unique(indexes.begin(), indexes.end()), indexes.end());
+}
+
 }  // namespace
 
 int SystemLinks::ReadLinks(std::vector<KernelLink>& links)
 {
-    m_indexes.clear();
+    std::vector<int> indexes = std::exchange(m_indexes, {});
     Bytes messages;
-    if (const int error = m_netlink.Dump(RTM_GETLINK, messages); error != 0) return error;
+    int error = m_netlink.Dump(RTM_GETLINK, messages);
+    if (error == EINTR) {
+        AddLinks(messages, indexes);
+        error = m_netlink.AskForEach(indexes, messages);
+    }
+    if (error != 0) return error;
 
     auto parsed = ParseLinks(messages);
     if (!parsed) return EBADMSG;

@@ -5,8 +5,8 @@
 namespace nettest {
 
 /// Counts, while it lives, every piece of memory that any thread asks the C library for, by whatever name:
-/// `malloc`, `operator new`, a library function that copies a text. The same in every build: what the C library
-/// or a sanitizer keeps for later is not in it.
+/// `malloc`, `operator new`, a library function that copies a text. The same in every build: what the C
+/// library or a sanitizer keeps for later is not in it.
 ///
 /// Threads: one object at a time; any thread may allocate meanwhile.
 class AllocationCount

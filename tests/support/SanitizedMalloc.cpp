@@ -11,7 +11,9 @@ namespace {
 using nettest::AllocationCount;
 
 [[maybe_unused]] const bool g_isTold = [] {
-    const auto allocated = [](const volatile void*, std::size_t size) { AllocationCount::NoteAllocated(size); };
+    const auto allocated = [](const volatile void*, std::size_t size) {
+        AllocationCount::NoteAllocated(size);
+    };
     const auto freed = [](const volatile void* memory) {
         AllocationCount::NoteFreed(__sanitizer_get_allocated_size(const_cast<const void*>(memory)));
     };
@@ -20,8 +22,8 @@ using nettest::AllocationCount;
 
 }  // namespace
 
-// The address sanitizer registers an exit handler of its own beside each of the program's and, after its library is
-// unloaded, keeps it. Not ours to count.
+// The address sanitizer registers an exit handler of its own beside each of the program's and, after its
+// library is unloaded, keeps it. Not ours to count.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 extern "C" int __interceptor___cxa_atexit(void (*function)(void*), void* argument, void* library);
