@@ -6,7 +6,6 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
-#include <optional>
 #include <span>
 #include <system_error>
 
@@ -28,23 +27,45 @@ unsigned long long ToLargeNumber(std::string_view text)
     return static_cast<unsigned long long>(value);
 }
 
-constexpr std::ptrdiff_t EIGHT = sizeof(std::uint64_t);
+constexpr std::size_t EIGHT = sizeof(std::uint64_t);
+constexpr std::uint64_t EACH = 0x0101010101010101;  // times a byte: eight of it
+constexpr std::uint64_t ZEROS = '0' * EACH;
 
-/// The number that eight characters are, all at once: pairs of digits first, then pairs of those. Nothing if
-/// one is no digit.
-std::optional<unsigned long long> EightDigits(const char* text)
+/// Eight characters, the first one lowest.
+std::uint64_t Characters(const char* text)
 {
-    constexpr std::uint64_t EACH = 0x0101010101010101;
+    std::uint64_t characters = 0;
+    std::memcpy(&characters, text, sizeof characters);
+    if constexpr (std::endian::native == std::endian::big) return __builtin_bswap64(characters);
+    return characters;
+}
 
-    std::uint64_t digits = 0;
-    std::memcpy(&digits, text, sizeof digits);
-    if constexpr (std::endian::native == std::endian::big) digits = __builtin_bswap64(digits);
-    digits -= '0' * EACH;
-    if (((digits | (digits + (0x7F - 9) * EACH)) & 0x80 * EACH) != 0) return std::nullopt;
+/// Whether eight characters are digits.
+constexpr bool AreDigits(std::uint64_t characters)
+{
+    const std::uint64_t digits = characters - ZEROS;
+    return ((digits | (digits + (0x7F - 9) * EACH)) & 0x80 * EACH) == 0;
+}
+
+/// The number that eight digits are, all at once: pairs of digits first, then pairs of those.
+constexpr unsigned long long NumberOf(std::uint64_t characters)
+{
+    std::uint64_t digits = characters - ZEROS;
     digits = digits * 10 + (digits >> 8);  // every second byte is a number of two digits
     const std::uint64_t even = digits & 0x000000FF000000FF;
     const std::uint64_t odd = digits >> 16 & 0x000000FF000000FF;
     return (even * (100 + (1'000'000ULL << 32)) + odd * (1 + (10'000ULL << 32))) >> 32;
+}
+
+/// The same as ToNumber for a text of 8 to 15 characters.
+unsigned long long ToMiddleNumber(std::string_view text)
+{
+    const std::size_t front = text.size() - EIGHT;
+    const std::uint64_t low = Characters(text.data() + front);
+    if (front == 0) return AreDigits(low) ? NumberOf(low) : 0;
+
+    const std::uint64_t high = Characters(text.data()) << 8 * (EIGHT - front) | ZEROS >> 8 * front;
+    return AreDigits(high) && AreDigits(low) ? NumberOf(high) * 100'000'000 + NumberOf(low) : 0;
 }
 
 /// The attributes of a record in the order of RecordReader::Attribute, which is the one they are written in.
@@ -69,20 +90,13 @@ bool IsNumber(std::string_view text)
 
 unsigned long long ToNumber(std::string_view text)
 {
-    constexpr std::size_t MOST_DIGITS = 18;  // what a signed 64-bit number can surely hold
+    if (text.size() >= 2 * EIGHT) return ToLargeNumber(text);
+    if (text.size() >= EIGHT) return ToMiddleNumber(text);
 
-    if (text.size() > MOST_DIGITS) return ToLargeNumber(text);
-    const char* at = text.data();
-    const char* const end = at + text.size();
     unsigned long long value = 0;
-    for (; end - at >= EIGHT; at += EIGHT) {
-        const auto part = EightDigits(at);
-        if (!part) return 0;
-        value = value * 100'000'000 + *part;
-    }
-    for (; at != end; ++at) {
-        if (*at < '0' || *at > '9') return 0;
-        value = value * 10 + static_cast<unsigned long long>(*at - '0');
+    for (const char c : text) {
+        if (c < '0' || c > '9') return 0;
+        value = value * 10 + static_cast<unsigned long long>(c - '0');
     }
     return value;
 }

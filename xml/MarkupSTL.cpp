@@ -89,7 +89,7 @@ bool CMarkupSTL::FindElem(const char* name)
     if (m_vecPos.empty()) return false;
     const int found = x_FindElem(m_nParentPos, m_nMainPos, name);
     if (!found) return false;
-    x_SetPos(x_Pos(found).parent, found, 0);
+    x_SetPos(m_nParentPos, found, 0);
     return true;
 }
 
@@ -97,7 +97,7 @@ bool CMarkupSTL::FindLastElem(const char* name)
 {
     const int found = x_FindLastElem(m_nParentPos, m_nMainPos, name);
     if (!found) return false;
-    x_SetPos(x_Pos(found).parent, found, 0);
+    x_SetPos(m_nParentPos, found, 0);
     return true;
 }
 

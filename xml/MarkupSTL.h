@@ -328,6 +328,8 @@ protected:
     /// The last such element.
     int x_FindLastElem(int parent, int after, const char* name) const;
     std::string_view x_TagName(int element) const;
+    /// Whether `name`, as a caller wrote it, designates the element.
+    bool x_HasName(int element, const char* name) const;
     /// The document from the place `from` up to, but without, `end`. Where the gap lies in between, the text
     /// is put together in `joined`.
     std::string_view x_Text(int from, int end, std::string& joined) const;
@@ -395,6 +397,8 @@ protected:
     mutable Steps m_steps;
 
 private:
+    /// Whether a caller's name designates every element.
+    static bool x_IsAny(const char* name) { return !name || *name == '\0'; }
     /// A caller's text; an absent one is empty.
     static std::string_view x_View(const char* text) { return text ? std::string_view(text) : ""; }
     /// Makes room in the index for a document of `length` bytes.

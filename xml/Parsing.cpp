@@ -8,6 +8,8 @@
 
 namespace {
 
+using namespace std::string_view_literals;
+
 using CharSet = std::array<bool, UCHAR_MAX + 1>;
 
 constexpr CharSet SetOf(std::string_view characters)
@@ -21,22 +23,32 @@ constexpr CharSet SetOf(std::string_view characters)
 constexpr bool Has(const CharSet& set, char c) { return set[static_cast<unsigned char>(c)]; }
 
 constexpr CharSet BLANKS = SetOf(" \t\n\r");
-constexpr CharSet WORD_END = SetOf(" \t\n\r<>=\\/?!");
+constexpr CharSet WORD_END = SetOf(" \t\n\r<>=\\/?!\0"sv);
+constexpr CharSet NO_WORD = SetOf("\"' \t\n\r<>=\\/?!\0"sv);  // what no word begins with
 constexpr CharSet NAME_END = SetOf(" =/[");  // ends the part of a caller's name that is compared
 
 constexpr bool IsQuote(char c) { return c == '"' || c == '\''; }
 
-/// Whether a word begins with `c`, which is no white space.
-constexpr bool BeginsWord(char c) { return c != '\0' && !Has(WORD_END, c) && !IsQuote(c); }
+/// Whether a word begins with `c`.
+constexpr bool BeginsWord(char c) { return !Has(NO_WORD, c); }
 
 constexpr CharSet TAG_END = SetOf(">/?");
 
 /// Behind the word that begins at `at`.
 const char* EndOfWord(const char* at)
 {
-    while (*at != '\0' && !Has(WORD_END, *at))
+    while (!Has(WORD_END, *at))
         ++at;
     return at;
+}
+
+/// Whether the word at `at` is `name`, and that nothing but a word.
+bool IsPlainly(const char* at, const char* name)
+{
+    if (!BeginsWord(*name)) return false;
+    for (; *name == *at && !Has(WORD_END, *name); ++name)
+        ++at;
+    return *name == '\0' && Has(WORD_END, *at);
 }
 
 /// An attribute as nearly all are written: a word, '=' and a quoted string with nothing in between.
@@ -108,7 +120,7 @@ bool CMarkupSTL::x_FindToken(TokenPos& token)
     }
 
     token.left = pos;
-    while (text[pos] != '\0' && !Has(WORD_END, text[pos]))
+    while (!Has(WORD_END, text[pos]))
         ++pos;
     if (pos == token.left) ++pos;  // a special character is a token of its own
     token.right = pos - 1;
@@ -137,6 +149,12 @@ std::string_view CMarkupSTL::x_TagName(int element) const
     TokenPos token(m_text.Data(), start);
     x_FindToken(token);
     return x_GetToken(token);
+}
+
+bool CMarkupSTL::x_HasName(int element, const char* name) const
+{
+    return IsPlainly(m_text.Data() + x_Pos(element).startLeft + 1, name) ||
+           x_MatchName(x_TagName(element), name);
 }
 
 bool CMarkupSTL::x_IsName(std::string_view word)
@@ -208,14 +226,18 @@ bool CMarkupSTL::GetAttribs(std::span<const AttribKey> keys, std::span<std::stri
     if (!BeginsWord(*at)) return false;
     at = EndOfWord(at);
 
-    std::size_t count = 0;
-    for (; count < keys.size() && keys[count].IsAt(at); ++count) {  // as long as they stand as expected
-        const char* const value = at + keys[count].Length();
-        const char* const end = FindQuote(value, last);
+    auto found = values.begin();
+    QuoteScan quotes(at, last);
+    for (const AttribKey& key : keys) {  // as long as they stand as expected
+        if (!key.IsAt(at)) break;
+        const char* const value = quotes.Next() + 1;
+        const char* const end = quotes.Next();
         if (end > last) return false;
-        values[count] = {value, static_cast<std::size_t>(end - value)};
+        *found++ = {value, static_cast<std::size_t>(end - value)};
         at = end + 1;
     }
+    auto count = static_cast<std::size_t>(found - values.begin());
+    if (count == keys.size()) return true;
 
     std::fill(values.begin() + static_cast<std::ptrdiff_t>(count), values.end(), std::string_view());
     while (count < keys.size()) {

@@ -66,10 +66,9 @@ std::size_t ResolveName(std::string_view rest, std::string& out)
 
 int CMarkupSTL::x_FindElem(int parent, int after, const char* name) const
 {
-    const std::string_view wanted = x_View(name);
     int element = after ? x_Pos(after).next : x_Pos(parent).firstChild;
-    if (wanted.empty()) return element;
-    while (element && !x_MatchName(x_TagName(element), wanted)) {
+    if (x_IsAny(name)) return element;
+    while (element && !x_HasName(element, name)) {
         element = x_Pos(element).next;
         ++m_steps.elementsPassed;
     }
@@ -78,9 +77,8 @@ int CMarkupSTL::x_FindElem(int parent, int after, const char* name) const
 
 int CMarkupSTL::x_FindLastElem(int parent, int after, const char* name) const
 {
-    const std::string_view wanted = x_View(name);
     int element = x_LastChild(parent);
-    while (element != after && !wanted.empty() && !x_MatchName(x_TagName(element), wanted)) {
+    while (element != after && !x_IsAny(name) && !x_HasName(element, name)) {
         element = x_PreviousSibling(element);
         ++m_steps.elementsPassed;
     }

@@ -105,6 +105,21 @@ TEST(MarkupFindElem, MatchesTheWholeNameInItsCase)
     EXPECT_EQ(doc.GetTagName(), "items");
 }
 
+TEST(MarkupFindElem, TakesNoMoreOfTheTextForAName)
+{
+    CMarkupSTL doc("<xml><item>b</item><i/>< spaced/></xml>");
+    for (const char* const name :
+         {"item>b", "item>", "item>b</item", "ite", "items", "\"item", "<item", "", " "}) {
+        doc.ResetPos();
+        doc.FindElem();
+        doc.IntoElem();
+        EXPECT_EQ(doc.FindElem(name), *name == '\0') << name;
+    }
+    doc.ResetMainPos();
+    EXPECT_TRUE(doc.FindElem("i"));
+    EXPECT_TRUE(doc.FindElem("spaced"));
+}
+
 TEST(MarkupFindElem, FailsInADocumentWithoutElements)
 {
     IndexedMarkup doc("text");

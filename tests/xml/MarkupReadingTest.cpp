@@ -1,5 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <iterator>
+#include <string>
+
 #include "tests/xml/IndexedMarkup.h"
 
 using nettest::IndexedMarkup;
@@ -72,6 +76,31 @@ TEST(MarkupGetAttribs, ReadsWhatGetAttribReadsOrSaysThatItCannot)
         ASSERT_EQ(doc.GetAttribs(keys, values), row.isPlain);
         for (std::size_t i = 0; row.isPlain && i < std::size(keys); ++i)
             EXPECT_EQ(values[i], doc.GetAttrib(keys[i].Name().data()));
+    }
+}
+
+TEST(MarkupGetAttribs, ReadsValuesOfAnyLength)
+{
+    const AttribKey keys[] = {AttribKey("n"), AttribKey("m"), AttribKey("k")};
+    for (std::size_t first = 0; first < 140; ++first) {
+        for (const std::size_t second : {0U, 1U, 57U, 58U, 59U, 60U, 121U, 300U}) {
+            const std::string values[] = {std::string(first, 'x'), std::string(second, 'y'), "z"};
+            const CMarkupSTL doc =
+                On(("<a n=\"" + values[0] + "\" m=\"" + values[1] + "\" k=\"z\"/>").c_str());
+            std::string_view read[3];
+            ASSERT_TRUE(doc.GetAttribs(keys, read));
+            EXPECT_TRUE(std::equal(std::begin(read), std::end(read), values)) << first << ' ' << second;
+        }
+    }
+}
+
+TEST(MarkupGetAttribs, DoesNotReadBehindTheTag)
+{
+    const AttribKey keys[] = {AttribKey("n"), AttribKey("m")};
+    std::string_view values[2];
+    for (std::size_t length = 0; length < 140; ++length) {
+        const std::string text = "<a n=\"" + std::string(length, 'x') + "><b m=\"1\" n=\"2\"/></a>";
+        EXPECT_FALSE(On(text.c_str()).GetAttribs(keys, values)) << text;
     }
 }
 
