@@ -292,6 +292,9 @@ private:
 
     void Remove()
     {
+        m_store->SaveFile();
+        CMarkupSTL file;
+        Require(file.Load(Path().c_str()), "a saved file can be loaded");
         std::vector<Listed> expected = List();
         std::set<int, std::greater<>> marked;
         m_store->BeginRemoveRecord();
@@ -301,13 +304,18 @@ private:
             marked.insert(index);
         }
         for (const int index : marked) {
-            if (index >= 0 && index < static_cast<int>(expected.size()))
-                expected.erase(expected.begin() + index);
+            if (index < 0 || index >= static_cast<int>(expected.size())) continue;
+            expected.erase(expected.begin() + index);
+            EnterRecordList(file);
+            for (int place = 0; place <= index; ++place)
+                Require(file.FindElem(LABEL_ITEM), "every record that is listed is in the file");
+            file.RemoveElem();
         }
         m_store->EndRemoveRecord();
-        const std::vector<Listed> left = List();
-        Require(left.size() == expected.size(), "as many records are left as were not marked");
-        Claim(left == expected, "the marked records are removed, and no others");
+        Require(ReadFile(Path()) == file.GetDoc(),
+                "the marked records are taken out of the text, and nothing else");
+        // A record whose last quote is missing is read on into the one behind it.
+        Claim(List() == expected, "the marked records are removed, and no others");
     }
 
     void ResetType()
