@@ -1,7 +1,5 @@
 #include "calendar/TimeMgr.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -16,6 +14,7 @@
 
 #include "platform/common/JMutex.h"
 #include "platform/common/NimbString.h"
+#include "platform/files/FileStamp.h"
 
 namespace {
 
@@ -55,8 +54,7 @@ struct ZONE
     std::array<char, 128> szName{};  ///< the value of TZ; a longer one is taken for a new one each time
     bool bNamed = false;             ///< TZ was set
     std::time_t tmLooked = -1;  ///< second in which SYSTEM_ZONE was last looked at; -1: not since TZ was set
-    struct stat file
-    {};  ///< SYSTEM_ZONE then; all 0 if it was not there
+    std::optional<FileStamp> file;  ///< of SYSTEM_ZONE then
     std::array<KNOWN_DATE, 16> aDate{};
     std::size_t nNextDate = 0;  ///< where the next one goes
     std::array<KNOWN_MOMENT, 8> aMoment{};
@@ -68,12 +66,6 @@ ZONE& Zone() NETINFO_REQUIRES(CalendarLock())
 {
     static ZONE s_zone;
     return s_zone;
-}
-
-bool SameFile(const struct stat& a, const struct stat& b)
-{
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
 /// Whether TZ names another zone than when it was last asked, or none and the system's was exchanged. That is
@@ -92,10 +84,8 @@ bool ZoneChanged(ZONE& zone)
     const std::time_t tmNow = std::time(nullptr);
     if (bBefore && zone.tmLooked == tmNow) return false;
 
-    struct stat file
-    {};
-    if (stat(SYSTEM_ZONE, &file) != 0) file = {};
-    const bool bSame = bBefore && SameFile(file, zone.file);
+    const std::optional<FileStamp> file = FileStamp::Of(SYSTEM_ZONE);
+    const bool bSame = bBefore && file == zone.file;
     zone.bNamed = false;
     zone.tmLooked = tmNow;
     zone.file = file;

@@ -1,7 +1,6 @@
 #include "host/Session.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <set>
@@ -12,26 +11,10 @@
 #include "host/Settings.h"
 #include "host/StartChecks.h"
 #include "platform/common/Directories.h"
+#include "platform/files/FileStamp.h"
 
 namespace netinfo {
 namespace {
-
-/// Tells one saved file from the next: each save puts a new file in the place of the last.
-struct FileStamp
-{
-    ino_t inode = 0;
-    long long changed = 0;  ///< nanoseconds since 1970; 0: there is no file
-
-    bool operator==(const FileStamp&) const = default;
-};
-
-FileStamp StampOf(const std::string& path)
-{
-    struct stat status
-    {};
-    if (stat(path.c_str(), &status) != 0) return {};
-    return {status.st_ino, status.st_ctim.tv_sec * 1'000'000'000LL + status.st_ctim.tv_nsec};
-}
 
 Failure CannotMake(const std::string& directory)
 {
@@ -99,9 +82,10 @@ std::optional<Failure> Session::Load(const std::string& modulePath, IPluginConta
 std::optional<Failure> Session::End()
 {
     const std::string path = m_directory + "NetInfo.dat";
-    const FileStamp before = StampOf(path);
+    const auto before = FileStamp::Of(path.c_str());
     m_module.reset();
-    if (m_copy || StampOf(path) != before) return std::nullopt;
+    const bool isSaved = FileStamp::Of(path.c_str()) != before;  // each save puts a new file in its place
+    if (m_copy || isSaved) return std::nullopt;
     return Failure{fmt::format("the figures could not be saved in {}", Printable(path))};
 }
 

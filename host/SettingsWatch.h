@@ -1,10 +1,11 @@
 #pragma once
 
-#include <sys/stat.h>
-
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "platform/files/FileStamp.h"
 
 namespace netinfo {
 
@@ -25,11 +26,12 @@ public:
     bool Changed();
 
 private:
-    std::vector<struct stat> Look() const;
+    /// Nothing for a path where there is no file.
+    std::vector<std::optional<FileStamp>> Look() const;
 
     std::vector<std::string> m_paths;
-    std::vector<struct stat> m_files;  ///< one for each path, all 0 where there is no file
-    int m_echoes = 0;                  ///< still to come
+    std::vector<std::optional<FileStamp>> m_files;  ///< one for each path
+    int m_echoes = 0;                               ///< still to come
 };
 
 }  // namespace netinfo

@@ -18,6 +18,7 @@
 
 #include "platform/common/Directories.h"
 #include "platform/files/Descriptor.h"
+#include "platform/files/FileStamp.h"
 #include "platform/files/WholeFile.h"
 #include "platform/trace/TraceSrv.h"
 
@@ -27,13 +28,11 @@ namespace {
 constexpr std::size_t LARGEST_FILE = std::size_t{1} << 20;  // bytes; more is no settings file
 constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
-long long Nanoseconds(const timespec& time) { return time.tv_sec * 1'000'000'000LL + time.tv_nsec; }
-
 long long ClockNanoseconds(clockid_t clock)
 {
     timespec now{};
     clock_gettime(clock, &now);
-    return Nanoseconds(now);
+    return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
 }
 
 /// Traced with no lock held, for the trace is the host's and may ask for settings itself.
@@ -43,34 +42,6 @@ void Complain(const std::string& complaint)
 }
 
 std::string Reason(int error) { return std::generic_category().message(error); }
-
-/// Tells one state of a file from the next.
-struct Stamp
-{
-    explicit Stamp(const struct stat& status)
-        : device(status.st_dev),
-          inode(status.st_ino),
-          size(status.st_size),
-          modified(Nanoseconds(status.st_mtim)),
-          changed(Nanoseconds(status.st_ctim))
-    {}
-    bool operator==(const Stamp&) const = default;
-
-    dev_t device;
-    ino_t inode;
-    off_t size;
-    long long modified;  ///< nanoseconds since 1970
-    long long changed;   ///< nanoseconds since 1970; a rename counts, too
-};
-
-/// Nothing when there is no such file.
-std::optional<Stamp> StampOf(const std::string& path)
-{
-    struct stat status
-    {};
-    if (stat(path.c_str(), &status) != 0) return std::nullopt;
-    return Stamp(status);
-}
 
 /// All of the file; nothing, with the reason in `errno`, if that fails or is more than settings would be.
 std::optional<std::string> ReadText(int descriptor)
@@ -137,7 +108,7 @@ struct SettingsFile::Content
 struct SettingsFile::State
 {
     std::unique_ptr<Content> content;  ///< null: no such file, or none that can be read
-    std::optional<Stamp> stamp;        ///< of the file that was read; nothing if there was none
+    std::optional<FileStamp> stamp;    ///< of the file that was read; nothing if there was none
     bool settled = false;              ///< a later change of the file will show in its stamp
     std::string trouble;               ///< why a file that is there cannot be read
 
@@ -161,7 +132,7 @@ struct SettingsFile::State
         if (!state.content) return Trouble("not a text file");
 
         // A file that changed just now may change again within the same tick of the file system's clock.
-        state.stamp = Stamp(status);
+        state.stamp = FileStamp(status);
         state.settled = ClockNanoseconds(CLOCK_REALTIME) - state.stamp->changed > 2'000'000'000;
         return state;
     }
@@ -214,7 +185,7 @@ std::string SettingsFile::LookAgain()
     const long long now = m_clock();
     if (m_lookedAt && now - *m_lookedAt < LOOK_EVERY) return {};
     m_lookedAt = now;
-    if (m_pState->settled && StampOf(m_path) == m_pState->stamp) return {};
+    if (m_pState->settled && FileStamp::Of(m_path.c_str()) == m_pState->stamp) return {};
 
     *m_pState = State::Read(m_path);
     if (m_pState->trouble.empty()) m_complained = false;
@@ -244,7 +215,7 @@ std::string SettingsFile::Store(const std::string& section, const std::string& k
         return failure + "its name or value would not read back the same";
 
     if (!ReplaceFileWhole(m_path, text)) return failure + Reason(errno);
-    *m_pState = State{std::move(readBack), StampOf(m_path), false, {}};
+    *m_pState = State{std::move(readBack), FileStamp::Of(m_path.c_str()), false, {}};
     return {};
 }
 
