@@ -533,8 +533,8 @@ TEST_F(NetworkTraffic, IsInItsHourToTheByteAcrossAStopAKillAndALinkMadeAnew)
         EXPECT_EQ(program.Wait(), 0) << program.Errors();
     }
 
-    // Made anew while nobody counts, it takes along what it moved since the stop, and has gigabytes on its new
-    // counter that are nobody's.
+    // Made anew while nobody counts, it takes along what it moved since the stop, and has gigabytes on its
+    // new counter that are nobody's.
     Transfer(1, 4'000'000, 40'000);
     ASSERT_TRUE(m_machine.Ip("link del eth1"));
     ASSERT_NO_FATAL_FAILURE(AddLink("eth1", 1));
