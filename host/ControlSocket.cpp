@@ -15,6 +15,7 @@
 
 #include "host/Format.h"
 #include "host/RuntimeDirectory.h"
+#include "platform/files/Descriptor.h"
 
 namespace netinfo {
 
@@ -24,25 +25,6 @@ namespace {
 
 constexpr int WAITING_CONNECTIONS = 16;
 constexpr mode_t FOR_OTHERS = 077;
-
-/// A descriptor that is closed with the object.
-class OwnedDescriptor
-{
-public:
-    explicit OwnedDescriptor(int number) : m_number(number) {}
-    ~OwnedDescriptor()
-    {
-        if (m_number >= 0) close(m_number);
-    }
-    OwnedDescriptor(const OwnedDescriptor&) = delete;
-    OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
-
-    int Number() const { return m_number; }
-    int Release() { return std::exchange(m_number, -1); }
-
-private:
-    int m_number;
-};
 
 sockaddr_un AddressOf(const std::string& path)
 {
@@ -95,7 +77,7 @@ Result<Place> MakeRoom(const std::string& path)
     if (status.st_uid != geteuid()) return Cannot(path, "the socket of another user has its name");
 
     const ConnectedSocket other = ConnectTo(path);
-    const OwnedDescriptor connection(other.descriptor);
+    const Descriptor connection(other.descriptor);
     if (other.error != ECONNREFUSED) return Place::Taken;  // also one on which too many wait
     if (unlink(path.c_str()) != 0 && errno != ENOENT) return Cannot(path, std::strerror(errno));
     return Place::Free;
@@ -115,8 +97,8 @@ Result<ControlSocket> ControlSocket::Listen(const std::string& dataDirectory)
     if (!shared) folder = dataDirectory;
 
     // Of two services that find a dead one's socket, the second must not remove the first one's.
-    const OwnedDescriptor turn(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (turn.Number() < 0 || flock(turn.Number(), LOCK_EX) != 0) return Cannot(folder, std::strerror(errno));
+    const ::Descriptor turn(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!turn.IsOpen() || flock(turn.Get(), LOCK_EX) != 0) return Cannot(folder, std::strerror(errno));
 
     std::string path = folder + "control.sock";
     auto place = MakeRoom(path);
@@ -130,11 +112,11 @@ Result<ControlSocket> ControlSocket::Listen(const std::string& dataDirectory)
     if (!place) return place.Error();
     if (*place == Place::Taken) return Cannot(path, "another process listens on it");
 
-    OwnedDescriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    ::Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const sockaddr_un address = AddressOf(path);
-    if (listener.Number() < 0) return Cannot(path, std::strerror(errno));
-    if (fchmod(listener.Number(), 0600) != 0) return Cannot(path, std::strerror(errno));  // of the name to be
-    if (bind(listener.Number(), Generic(address), sizeof address) != 0)
+    if (!listener.IsOpen()) return Cannot(path, std::strerror(errno));
+    if (fchmod(listener.Get(), 0600) != 0) return Cannot(path, std::strerror(errno));  // of the name to be
+    if (bind(listener.Get(), Generic(address), sizeof address) != 0)
         return Cannot(path, std::strerror(errno));
     struct stat status
     {};
@@ -180,9 +162,9 @@ ConnectedSocket ConnectTo(const std::string& path)
 {
     if (path.size() > LONGEST_SOCKET_PATH) return {-1, ENAMETOOLONG};
     const sockaddr_un address = AddressOf(path);
-    OwnedDescriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (connection.Number() < 0) return {-1, errno};
-    if (connect(connection.Number(), Generic(address), sizeof address) != 0) return {-1, errno};
+    Descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!connection.IsOpen()) return {-1, errno};
+    if (connect(connection.Get(), Generic(address), sizeof address) != 0) return {-1, errno};
     return {connection.Release(), 0};
 }
 

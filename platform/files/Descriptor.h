@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 /// Owns a file descriptor and closes it at the end of its scope, leaving `errno` alone.
 class Descriptor
@@ -20,7 +21,9 @@ public:
 
     bool IsOpen() const { return m_fd >= 0; }
     int Get() const { return m_fd; }
+    /// Leaves the closing to the caller.
+    int Release() { return std::exchange(m_fd, -1); }
 
 private:
-    const int m_fd;  ///< negative: none
+    int m_fd;  ///< negative: none
 };
