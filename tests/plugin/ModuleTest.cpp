@@ -224,7 +224,7 @@ TEST_F(Module, DoesNotGrowOverAThousandLives)
     const Holdings after = Holdings::Now();
 
     std::printf("after %d of %d lives: %lld bytes more\n", lives - WARM, lives, held);
-    constexpr int SCOPES = 50 * 32;  // bytes; what the dynamic linker has done with, freed fifty at a time
+    constexpr int SCOPES = 50 * 32;  // bytes; the dynamic linker frees what it has done with some lives later
     EXPECT_LE(held, SCOPES);
     EXPECT_LE(after.mappings, before->mappings + 2);
     EXPECT_EQ(after.threads, before->threads);
