@@ -73,6 +73,17 @@ private:
     unsigned int m_second = 0;
 };
 
+TEST_F(SteadyHeartbeat, WouldBeSeenToAllocate)
+{
+    const AllocationCount count;
+    void* volatile memory = std::malloc(100);
+    EXPECT_EQ(1U, count.Made());
+    EXPECT_GE(count.Held(), 100);
+    std::free(memory);
+    EXPECT_EQ(1U, count.Made());
+    EXPECT_EQ(0, count.Held());
+}
+
 TEST_F(SteadyHeartbeat, AllocatesNothing)
 {
     CountingListener listener;
