@@ -82,17 +82,19 @@ std::optional<Ruling> ReadRule(const std::string& linkName)
     return ParseRuling(text);
 }
 
-/// Adds those links of an interrupted dump that are not in `indexes`.
-void AddLinks(Bytes interrupted, std::vector<int>& indexes)
+/// Adds those links of an interrupted dump that are not in `indexes`. False if it cannot be understood: then
+/// there may be links that nobody knows of.
+bool AddLinks(Bytes interrupted, std::vector<int>& indexes)
 {
     const auto links = ParseLinks(interrupted);
-    if (!links) return;
+    if (!links || links->empty()) return false;
 
     for (const KernelLink& link : *links) {
         indexes.push_back(link.index);
     }
     std::sort(indexes.begin(), indexes.end());
     indexes.erase(std::unique(indexes.begin(), indexes.end()), indexes.end());
+    return true;
 }
 
 }  // namespace
@@ -102,10 +104,7 @@ int SystemLinks::ReadLinks(std::vector<KernelLink>& links)
     std::vector<int> indexes = std::exchange(m_indexes, {});
     Bytes messages;
     int error = m_netlink.Dump(RTM_GETLINK, messages);
-    if (error == EINTR) {
-        AddLinks(messages, indexes);
-        error = m_netlink.AskForEach(indexes, messages);
-    }
+    if (error == EINTR && AddLinks(messages, indexes)) error = m_netlink.AskForEach(indexes, messages);
     if (error != 0) return error;
 
     auto parsed = ParseLinks(messages);
