@@ -81,8 +81,6 @@ public:
     }
 
     std::string_view Name() const { return m_name; }
-    /// The length of ` name="`.
-    std::size_t Length() const { return m_length; }
     /// Whether ` name="` stands at `at`. A long name is never found this way.
     bool IsAt(const char* at) const
     {
@@ -102,7 +100,7 @@ private:
     static constexpr unsigned int NEVER = 1U << 16;  ///< the mask of a long name: there is no such byte
 
     std::string_view m_name;
-    std::size_t m_length;
+    std::size_t m_length;         ///< of ` name="`
     unsigned int m_mask = NEVER;  ///< a bit for each byte of m_text that counts
     alignas(16) std::array<char, 16> m_text = {};
 };

@@ -89,7 +89,7 @@ bool CMarkupSTL::FindElem(const char* name)
     if (m_vecPos.empty()) return false;
     const int found = x_FindElem(m_nParentPos, m_nMainPos, name);
     if (!found) return false;
-    x_SetPos(m_nParentPos, found, 0);
+    x_SetPos(m_nParentPos, found, 0);  // storing a parent looked up anew would hold up the next step
     return true;
 }
 
